@@ -1,0 +1,14 @@
+#ifndef MORVEX_M_DFT_H
+#define MORVEX_M_DFT_H
+
+#include "morvex-m/base.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* MORVEX_M_DFT_H */

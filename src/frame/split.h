@@ -1,0 +1,109 @@
+// Parallel range splitting: an index range is cut into one contiguous chunk
+// per hardware thread; all chunks but the last go to the task pool, the
+// calling thread computes the last one, then waits for the others. The call
+// is synchronous. Used by generators whose every output element is computed
+// independently from its own index (waveforms, windows, frequency responses).
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "morvex-tp.h"
+
+namespace morvex::frame {
+
+// The number of chunks a split makes: the hardware thread count (0 read as 1).
+// Reading it from the system costs a file read (microseconds, more than a
+// small split itself), so the value is refreshed at most every 100 ms;
+// a processor brought on or off line is followed within that time.
+unsigned split_thread_count();
+
+// Pins the count for tests and benchmarks (0 returns to the system's value).
+void set_split_thread_count(unsigned h);
+
+// How n elements fall into chunks for h hardware threads: c chunks, the
+// first r of length q + 1 and the rest of length q.
+struct ChunkLayout {
+  uint64_t q, r, chunks;
+};
+
+inline ChunkLayout chunk_layout(uint64_t n, unsigned h) {
+  if (h == 0) h = 1;
+  uint64_t q, r;
+  if (n <= UINT32_MAX) {  // 32-bit division where it suffices: the same result, faster
+    q = uint32_t(n) / h;
+    r = uint32_t(n) % h;
+  } else {
+    q = n / h;
+    r = n % h;
+  }
+  return {q, r, n < h ? n : h};
+}
+
+// One queued chunk.
+struct SplitTask {
+  const uint64_t* begin;  // the range's first output index
+  uint64_t first, end;    // loop indices [first, end)
+  uint64_t step;
+  const void* params;     // the kernel's parameter block, on the caller's stack
+  morvex_tp_task* handle;
+};
+
+namespace detail {
+
+template <class P, void (*Kernel)(uint64_t, const P&)>
+void run_chunk(const SplitTask& t) {
+  const P& p = *static_cast<const P*>(t.params);
+  const uint64_t b = *t.begin;
+  for (uint64_t i = t.first; i < t.end; ++i) Kernel(b + i * t.step, p);
+}
+
+template <class P, void (*Kernel)(uint64_t, const P&)>
+void task_body(void* record) {
+  run_chunk<P, Kernel>(*static_cast<const SplitTask*>(record));
+}
+
+}  // namespace detail
+
+// Calls Kernel(begin + i * step, params) for every loop index i of the range
+// [begin, end), spread over the default task pool. Kernel must compute and
+// store one element and touch nothing shared but its own output element.
+// Allocation failure or a throwing pool ends the process: nothing here may
+// leave a half-written output behind.
+template <class P, void (*Kernel)(uint64_t, const P&)>
+void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
+  if (end <= begin) return;
+  const uint64_t length = end - begin;
+  if (length <= step) {  // a single element: no task
+    Kernel(begin, params);
+    return;
+  }
+  const uint64_t n = step == 1 ? length : (length - 1) / step + 1;
+  ChunkLayout layout = chunk_layout(n, split_thread_count());
+
+  std::vector<SplitTask> tasks;
+  tasks.reserve(layout.chunks - 1);
+  uint64_t b = 0;
+  for (uint64_t c = 0; c + 1 < layout.chunks; ++c) {
+    uint64_t len = layout.q;
+    if (layout.r) {
+      ++len;
+      --layout.r;
+    }
+    tasks.push_back(SplitTask{&begin, b, b + len, step, &params, nullptr});
+    tasks.back().handle = morvex_tp_context_new_task(nullptr, &detail::task_body<P, Kernel>, &tasks.back());
+    b += len;
+  }
+  detail::run_chunk<P, Kernel>(SplitTask{&begin, b, n, step, &params, nullptr});
+
+  if (!tasks.empty()) {
+    std::vector<morvex_tp_task*> handles;
+    handles.reserve(tasks.size());
+    for (const SplitTask& t : tasks) handles.push_back(t.handle);
+    morvex_tp_wait(handles.data(), handles.size());
+  }
+  for (const SplitTask& t : tasks)
+    if (t.handle) morvex_tp_task_delete(t.handle);
+}
+
+}  // namespace morvex::frame
