@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/pool_status.h"
 #include "morvex-tp.h"
 
 namespace {
@@ -18,19 +19,8 @@ struct Counter {
 
 void bump(void* arg) { static_cast<Counter*>(arg)->runs.fetch_add(1); }
 
-uint64_t tasks_run() {
-  unsigned char st[16];
-  morvex_tp_get_status(st, 16);
-  uint64_t n;
-  std::memcpy(&n, st + 8, 8);
-  return n;
-}
-
-uint16_t workers() {
-  unsigned char st[16];
-  morvex_tp_get_status(st, 16);
-  return uint16_t(st[0] | (st[1] << 8));
-}
+uint64_t tasks_run() { return morvex::test::pool_status().tasks_run; }
+uint16_t workers() { return morvex::test::pool_status().workers; }
 
 TEST(Pool, StatusBeforeAndAfterInit) {
   EXPECT_EQ(workers(), 0);
@@ -188,12 +178,12 @@ TEST(PoolConcurrency, IdleWorkersFallAsleep) {
   morvex_tp_task_delete(t);
   // After a short spin every worker sleeps: an idle pool uses no processor.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  unsigned char st[16];
+  morvex::test::PoolStatus st;
   do {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    morvex_tp_get_status(st, 16);
-  } while ((st[2] | (st[3] << 8)) != (st[0] | (st[1] << 8)) && std::chrono::steady_clock::now() < deadline);
-  EXPECT_EQ(st[2] | (st[3] << 8), st[0] | (st[1] << 8));
+    st = morvex::test::pool_status();
+  } while (st.sleepers != st.workers && std::chrono::steady_clock::now() < deadline);
+  EXPECT_EQ(st.sleepers, st.workers);
   // And wake up for the next task.
   t = morvex_tp_context_new_task(nullptr, bump, &c);
   morvex_tp_wait(&t, 1);

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/pool_status.h"
 #include "frame/split.h"
 #include "morvex-m.h"
 #include "morvex-tp.h"
@@ -67,13 +68,7 @@ void record(uint64_t i, const Record& r) {
   r.order[i] = r.seq->fetch_add(1);
 }
 
-uint64_t tasks_run() {
-  unsigned char st[16];
-  morvex_tp_get_status(st, 16);
-  uint64_t n;
-  std::memcpy(&n, st + 8, 8);
-  return n;
-}
+uint64_t tasks_run() { return morvex::test::pool_status().tasks_run; }
 
 class Split : public ::testing::TestWithParam<unsigned> {
  protected:
