@@ -20,6 +20,7 @@
 #include <cstdint>
 
 #include "ops/elements.h"
+#include "ops/stream.h"
 
 namespace morvex::ops::simd {
 
@@ -31,10 +32,6 @@ inline T read(const void* p) {
   return v;
 }
 
-// Outputs at least this large go to memory with streaming (non-temporal)
-// stores: they do not fit in this core's caches anyway, and skipping the
-// read-for-ownership of every output line nearly doubles the fill rate.
-constexpr uint64_t kStreamBytes = 8u << 20;
 
 // Fewer than a vector's worth of elements, through one vector step on a
 // zero-padded copy: the tail is computed by the very instructions of the bulk
@@ -63,7 +60,7 @@ inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
   auto at = [&](uint64_t k) { return V::madd(V::widen(in + k, TO{}), s, o); };
   uint64_t i = 0;
   const bool aligned_elements = reinterpret_cast<uintptr_t>(out) % sizeof(TO) == 0;
-  if (n * sizeof(TO) >= kStreamBytes && aligned_elements) {
+  if (n * sizeof(TO) >= kStreamBytes && aligned_elements) {  // outputs beyond the caches
     // Streaming stores need whole aligned vectors: a short head first.
     const uint64_t head = (sizeof(Vec) - reinterpret_cast<uintptr_t>(out) % sizeof(Vec)) % sizeof(Vec) / sizeof(TO);
     convert_few<V>(in, out, head, s, o);

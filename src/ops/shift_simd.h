@@ -11,6 +11,7 @@
 #include <immintrin.h>
 
 #include "ops/elements.h"
+#include "ops/stream.h"
 
 namespace morvex::ops::simd {
 
@@ -18,7 +19,25 @@ template <class V, class T>
 inline void shr_clip(const T* in, T* out, uint64_t n, uint8_t shift, T low, T high) {
   constexpr uint64_t kLanes = sizeof(typename V::I) / sizeof(T);
   uint64_t i = 0;
-  if (forward_safe(out, in, n)) {
+  // Streaming stores only where no later load can see the written lines
+  // through the cache: a disjoint output.
+  if (disjoint(out, in, n)) {
+    using I = typename V::I;
+    const __m128i count = _mm_cvtsi32_si128(shift);
+    const I vlow = V::set1(low), vhigh = V::set1(high);
+    const I keep = sizeof(T) == 1 ? V::set1(uint8_t(shift >= 8 ? 0 : 0xFF >> shift)) : V::set1(T(~T(0)));
+    T* const dst[] = {out};
+    i = with_streaming<sizeof(I)>(
+        dst, 1, n, [&](uint64_t head) { for (uint64_t k = 0; k < head; ++k) out[k] = shr_clip_one(in[k], shift, low, high); },
+        [&]<bool Stream>(uint64_t k) {
+          for (; k + kLanes <= n; k += kLanes) {
+            const I v = V::band(V::srl16(V::load(in + k), count), keep);
+            const I not_above = V::eq(V::min(v, vhigh, T{}), v, T{});
+            store<Stream>(out + k, V::blend(vhigh, V::max(v, vlow, T{}), not_above));
+          }
+          return k;
+        });
+  } else if (forward_safe(out, in, n)) {
     using I = typename V::I;
     const __m128i count = _mm_cvtsi32_si128(shift);
     const I vlow = V::set1(low), vhigh = V::set1(high);

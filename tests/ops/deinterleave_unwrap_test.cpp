@@ -59,6 +59,31 @@ TEST(DeinterleaveKernels, VariantsMatchThePlainLoop) {
   if (morvex_core_cpu_has_avx2() && morvex_core_cpu_has_fma3()) check_frames<uint8_t>(2, ops::deinterleave2_u8_avx2);
 }
 
+// Records beyond the caches take the streaming-store path when both channel
+// destinations share their alignment, and the ordinary path when they do not.
+template <class T>
+void check_large(Frames<T> kernel) {
+  const uint64_t frames = (uint64_t(8) << 20) / (2 * sizeof(T)) + 21;
+  Buffer<T> src(2 * frames, 1);
+  fill_random(src.data(), src.size(), 3);
+  for (size_t off1 : {3, 4}) {
+    Buffer<T> a(frames, 3), b(frames, off1);
+    T* const d[] = {a.data(), b.data()};
+    kernel(src.data(), frames, d);
+    size_t bad = 0;
+    for (uint64_t f = 0; f < frames; ++f) bad += a[f] != src[2 * f] || b[f] != src[2 * f + 1];
+    EXPECT_EQ(bad, 0u) << "second channel offset " << off1;
+  }
+}
+
+TEST(DeinterleaveKernels, LargeRecordsKeepTheirValues) {
+  if (morvex_core_cpu_has_sse42()) {
+    check_large<uint8_t>(ops::deinterleave2_u8_sse42);
+    check_large<uint16_t>(ops::deinterleave2_u16_sse42);
+  }
+  if (morvex_core_cpu_has_avx2() && morvex_core_cpu_has_fma3()) check_large<uint8_t>(ops::deinterleave2_u8_avx2);
+}
+
 // The N-channel export from the definition: q = total / N frames, then the
 // first r channels get one more sample each.
 template <class T, class Fn>
