@@ -55,6 +55,12 @@ MORVEX_SHR_CLIP(sse42)
 MORVEX_SHR_CLIP(avx2)
 #undef MORVEX_SHR_CLIP
 
+// ---------------------------------------------------------------- complex magnitude
+// Chosen at each call: AVX-512F+CD, else the baseline kernel (math.cpp); both
+// give cabsf's result exactly.
+void magnitude_c32f32_plain(const float* in, float* out, uint64_t n);
+void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n);
+
 // ---------------------------------------------------------------- deinterleave
 // Whole frames only: `frames` frames of N channels from src into dst[0..N-1].
 // The exports add the incomplete last frame themselves (see deinterleave.cpp).

@@ -20,6 +20,8 @@
 
 #include "morvex-m/ops.h"
 #include "ops/elements.h"
+#include "ops/kernels.h"
+#include "frame/flags.h"
 
 using morvex::ops::forward_safe;
 
@@ -74,7 +76,9 @@ inline __m128 magnitude4(const float* p) {
   return _mm_movelh_ps(_mm_cvtpd_ps(_mm_sqrt_pd(sl)), _mm_cvtpd_ps(_mm_sqrt_pd(sh)));
 }
 
-int32_t magnitude_c32f32(const float* in, float* out, uint64_t n) {
+}  // namespace
+
+void morvex::ops::magnitude_c32f32_plain(const float* in, float* out, uint64_t n) {
   uint64_t i = 0;
   // out may be the input array itself (the magnitudes then fill its first
   // half): every group reads its 8 floats before it stores 4, and a store
@@ -91,8 +95,9 @@ int32_t magnitude_c32f32(const float* in, float* out, uint64_t n) {
     }
   }
   for (; i < n; ++i) out[i] = cabsf(complex_at(in, i));
-  return 0;
 }
+
+namespace {
 
 template <class T, class F>
 inline int32_t map_complex(const T* in, T* out, uint64_t n, F f) {
@@ -230,7 +235,14 @@ int32_t morvex_m_atan2_c64f64(const morvex_m_c64f64* in, double* out, uint64_t c
   return map_complex(reinterpret_cast<const double*>(in), out, count, [](__complex__ double z) { return carg(z); });
 }
 int32_t morvex_m_magnitude_c32f32(const morvex_m_c32f32* in, float* out, uint64_t count) {
-  return magnitude_c32f32(reinterpret_cast<const float*>(in), out, count);
+  // The one math function with a processor kernel, chosen at each call; both
+  // kernels give cabsf's result, so the choice is a matter of speed only.
+  const float* p = reinterpret_cast<const float*>(in);
+  if (morvex::frame::use_avx512())
+    morvex::ops::magnitude_c32f32_avx512(p, out, count);
+  else
+    morvex::ops::magnitude_c32f32_plain(p, out, count);
+  return 0;
 }
 int32_t morvex_m_magnitude_c64f64(const morvex_m_c64f64* in, double* out, uint64_t count) {
   return map_complex(reinterpret_cast<const double*>(in), out, count, [](__complex__ double z) { return cabs(z); });

@@ -191,8 +191,22 @@ std::vector<T> complex_parts() {
   return v;
 }
 
+// Magnitudes that are exact ties between two floats (3k, 4k, 5k with 5k an
+// odd integer in [2^24, 2^25), where floats are two apart) and their nearest
+// neighbours: the rounding must be cabsf's, tie to even included.
+std::vector<float> tie_parts() {
+  std::vector<float> v;
+  for (uint32_t k = 3355445; k < 5592405 && v.size() < 12000; k += 2 * 773) {
+    for (int d : {0, 1, -1}) v.push_back(float(3 * k)), v.push_back(float(4 * k + 4 * d));
+  }
+  return v;
+}
+
 TEST(MathExports, MagnitudeAndPhaseIdenticalToTheComplexLibrary) {
-  const std::vector<float> p = complex_parts<float>();
+  std::vector<float> p = complex_parts<float>();
+  const std::vector<float> ties = tie_parts();
+  p.insert(p.end(), ties.begin(), ties.end());
+  morvex::test::for_each_kernel_config([&](const auto&) {
   const size_t n = p.size() / 2;
   for (size_t off = 0; off < 4; ++off) {
     const size_t m = n - off;
@@ -217,6 +231,7 @@ TEST(MathExports, MagnitudeAndPhaseIdenticalToTheComplexLibrary) {
     __imag__ c = p[2 * i + 1];
     ASSERT_TRUE(same_bits(io[i], cabsf(c))) << i;
   }
+  });
 
   const std::vector<double> q = complex_parts<double>();
   std::vector<double> dm(q.size() / 2), da(q.size() / 2);
