@@ -8,27 +8,16 @@ namespace morvex::ops {
 
 namespace {
 
-struct Avx2 {
+struct Avx2 : simd::Avx256 {
+  using Avx256::widen;
   static __m256 widen(const uint8_t* p, float) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_cvtsi64_si128(simd::read<long long>(p))));
   }
   static __m256 widen(const uint16_t* p, float) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
   }
-  static __m256d widen(const uint8_t* p, double) {
-    return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(simd::read<int>(p))));
-  }
-  static __m256d widen(const uint16_t* p, double) {
-    return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(_mm_cvtsi64_si128(simd::read<long long>(p))));
-  }
-  static __m256 set1(float v) { return _mm256_set1_ps(v); }
-  static __m256d set1(double v) { return _mm256_set1_pd(v); }
   static __m256 madd(__m256 x, __m256 s, __m256 o) { return _mm256_fmadd_ps(x, s, o); }
   static __m256d madd(__m256d x, __m256d s, __m256d o) { return _mm256_fmadd_pd(x, s, o); }
-  static void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
-  static void store(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
-  static void stream(float* p, __m256 v) { _mm256_stream_ps(p, v); }
-  static void stream(double* p, __m256d v) { _mm256_stream_pd(p, v); }
 };
 
 }  // namespace

@@ -23,6 +23,9 @@
 #include "ops/stream.h"
 
 namespace morvex::ops::simd {
+// Internal linkage: this header is compiled into files built for different
+// instruction sets, and the linker must never pick one file's copy for another.
+namespace {
 
 // An unaligned scalar load of a few input bytes; compiles to one movd/movq.
 template <class T>
@@ -84,6 +87,26 @@ inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
   if (i < n) convert_few<V>(in + i, out + i, n - i, s, o);
 }
 
+#ifdef __AVX__
+// What the AVX and AVX2 kernels share: 256-bit float vectors, and the f64
+// widening (four samples through 128-bit integer lanes, the same in both).
+struct Avx256 {
+  static __m256d widen(const uint8_t* p, double) {
+    return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(read<int>(p))));
+  }
+  static __m256d widen(const uint16_t* p, double) {
+    return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(_mm_cvtsi64_si128(read<long long>(p))));
+  }
+  static __m256 set1(float v) { return _mm256_set1_ps(v); }
+  static __m256d set1(double v) { return _mm256_set1_pd(v); }
+  static void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+  static void store(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
+  static void stream(float* p, __m256 v) { _mm256_stream_ps(p, v); }
+  static void stream(double* p, __m256d v) { _mm256_stream_pd(p, v); }
+};
+#endif
+
+}  // namespace
 }  // namespace morvex::ops::simd
 
 // Defines the four kernels of one instruction set from its traits type.

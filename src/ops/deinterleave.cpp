@@ -11,6 +11,7 @@
 
 #include "frame/flags.h"
 #include "morvex-m/ops.h"
+#include "ops/elements.h"
 #include "ops/kernels.h"
 
 namespace morvex::ops {

@@ -4,6 +4,7 @@
 // are written with streaming stores.
 #include <immintrin.h>
 
+#include "ops/elements.h"
 #include "ops/kernels.h"
 #include "ops/stream.h"
 

@@ -13,6 +13,7 @@
 
 #include <array>
 
+#include "ops/elements.h"
 #include "ops/kernels.h"
 #include "ops/stream.h"
 

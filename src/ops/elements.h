@@ -9,6 +9,9 @@
 #include "ops/overlap.h"
 
 namespace morvex::ops {
+// Internal linkage: this header is compiled into files built for different
+// instruction sets, and the linker must never pick one file's copy for another.
+namespace {
 
 // Shift right with clipping: the test against `high` comes first, so with
 // low > high everything not above high becomes low.
@@ -28,4 +31,13 @@ inline bool forward_safe(const T* out, const T* in, uint64_t n) {
   return reinterpret_cast<uintptr_t>(out) <= reinterpret_cast<uintptr_t>(in) || disjoint(out, in, n);
 }
 
+// The plain frame loop for any channel count (the 5- and 6-channel forms and
+// the tails of the vector kernels).
+template <class T>
+inline void deinterleave_frames(const T* src, uint64_t begin, uint64_t end, unsigned channels, T* const* dst) {
+  for (uint64_t f = begin; f < end; ++f)
+    for (unsigned k = 0; k < channels; ++k) dst[k][f] = src[f * channels + k];
+}
+
+}  // namespace
 }  // namespace morvex::ops

@@ -62,7 +62,7 @@ void magnitude_c32f32_plain(const float* in, float* out, uint64_t n);
 void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n);
 
 // ---------------------------------------------------------------- deinterleave
-// Whole frames only: `frames` frames of N channels from src into dst[0..N-1].
+// Whole frames only (the frame loop itself is in elements.h): `frames` frames of N channels from src into dst[0..N-1].
 // The exports add the incomplete last frame themselves (see deinterleave.cpp).
 // Chosen at each call: AVX2+FMA3 (2-channel u8 only), else SSE4.2, else plain.
 #define MORVEX_DEINTERLEAVE(ISA)                                                        \
@@ -76,13 +76,5 @@ MORVEX_DEINTERLEAVE(plain)
 MORVEX_DEINTERLEAVE(sse42)
 #undef MORVEX_DEINTERLEAVE
 void deinterleave2_u8_avx2(const uint8_t* src, uint64_t frames, uint8_t* const* dst);
-
-// The plain frame loop for any channel count (the 5- and 6-channel forms and
-// the tails of the vector kernels).
-template <class T>
-inline void deinterleave_frames(const T* src, uint64_t begin, uint64_t end, unsigned channels, T* const* dst) {
-  for (uint64_t f = begin; f < end; ++f)
-    for (unsigned k = 0; k < channels; ++k) dst[k][f] = src[f * channels + k];
-}
 
 }  // namespace morvex::ops

@@ -14,6 +14,9 @@
 #include "ops/stream.h"
 
 namespace morvex::ops::simd {
+// Internal linkage: this header is compiled into files built for different
+// instruction sets, and the linker must never pick one file's copy for another.
+namespace {
 
 template <class V, class T>
 inline void shr_clip(const T* in, T* out, uint64_t n, uint8_t shift, T low, T high) {
@@ -58,4 +61,5 @@ inline void shr_clip(const T* in, T* out, uint64_t n, uint8_t shift, T low, T hi
   for (; i < n; ++i) out[i] = shr_clip_one(in[i], shift, low, high);
 }
 
+}  // namespace
 }  // namespace morvex::ops::simd

@@ -9,6 +9,9 @@
 #include <cstdint>
 
 namespace morvex::ops::simd {
+// Internal linkage: this header is compiled into files built for different
+// instruction sets, and the linker must never pick one file's copy for another.
+namespace {
 
 // Outputs at least this large (all destinations together) are streamed: they
 // do not fit in this core's caches anyway.
@@ -61,4 +64,5 @@ inline uint64_t with_streaming(T* const* dst, unsigned count, uint64_t n, Head h
   return done;
 }
 
+}  // namespace
 }  // namespace morvex::ops::simd

@@ -12,6 +12,7 @@
 #include "common/kernel_configs.h"
 #include "morvex-core.h"
 #include "morvex-m.h"
+#include "ops/elements.h"
 #include "ops/kernels.h"
 
 namespace {
