@@ -12,8 +12,8 @@
  * The exports that go through a kernel slot (abs, the conversions,
  * shr_clip) need morvex_m_init first: their processor kernel is chosen at
  * start-up and on every option change. deinterleave2..4 read the option
- * flags at each call (before init they take the plain loop). Everything else
- * works without init.
+ * and magnitude_c32f32 read the option flags at each call (before init they
+ * take the plain loop). Everything else works without init.
  *
  * Threading: every export is a pure function of its arguments and may run on
  * any number of threads at once over distinct outputs. unwrap's state belongs
@@ -56,6 +56,10 @@ extern "C" {
  *   atan2_c32f32 / _c64f64     in, out, count   out[i] = cargf / carg of in[i]
  *   magnitude_c32f32 / _c64f64 in, out, count   out[i] = cabsf / cabs of in[i],
  *                                               identical element by element
+ *                                               (magnitude_c32f32 picks an
+ *                                               AVX-512F+CD kernel at each call
+ *                                               where enabled; same results;
+ *                                               out may equal in)
  *
  * erf_f32(x) = erff(x), erf_f64(x) = erf(x): scalar functions.
  *
