@@ -34,43 +34,45 @@ Row row(typename SlotSignature<S>::type* plain, typename SlotSignature<S>::type*
 using namespace morvex::ops;
 constexpr std::nullptr_t none = nullptr;
 
+// clang-format off
 // Group 1: absolute value. Tests AVX only.
 const Row kGroup1[] = {
-    //       slot                 plain          SSE4.2  AVX   AVX2+FMA3  AVX-512F+CD
-    row<Slot::abs_f32>(abs_f32_plain, none, none, none, none),
-    row<Slot::abs_f64>(abs_f64_plain, none, none, none, none),
+    // slot                plain          SSE4.2 AVX          AVX2+FMA3 AVX-512F+CD
+    row<Slot::abs_f32>( abs_f32_plain, none,  abs_f32_avx, none,     none),
+    row<Slot::abs_f64>( abs_f64_plain, none,  abs_f64_avx, none,     none),
 };
 
 // Group 2: conversion to floating point. Tests all four conditions; only the
-// raw-sample conversions have variants.
+// raw-sample conversions have variants (the AVX2 and AVX-512 ones fused).
 const Row kGroup2[] = {
-    //       slot                        plain                 SSE4.2  AVX   AVX2+FMA3  AVX-512F+CD
-    row<Slot::convert_i8f32>(convert_i8f32_plain, none, none, none, none),
-    row<Slot::convert_i16f32>(convert_i16f32_plain, none, none, none, none),
-    row<Slot::convert_i32f32>(convert_i32f32_plain, none, none, none, none),
-    row<Slot::convert_i64f32>(convert_i64f32_plain, none, none, none, none),
-    row<Slot::convert_u8f32>(convert_u8f32_plain, none, none, none, none),
-    row<Slot::convert_u16f32>(convert_u16f32_plain, none, none, none, none),
-    row<Slot::convert_u32f32>(convert_u32f32_plain, none, none, none, none),
-    row<Slot::convert_u64f32>(convert_u64f32_plain, none, none, none, none),
-    row<Slot::convert_i8f64>(convert_i8f64_plain, none, none, none, none),
-    row<Slot::convert_i16f64>(convert_i16f64_plain, none, none, none, none),
-    row<Slot::convert_i32f64>(convert_i32f64_plain, none, none, none, none),
-    row<Slot::convert_i64f64>(convert_i64f64_plain, none, none, none, none),
-    row<Slot::convert_u8f64>(convert_u8f64_plain, none, none, none, none),
-    row<Slot::convert_u16f64>(convert_u16f64_plain, none, none, none, none),
-    row<Slot::convert_u32f64>(convert_u32f64_plain, none, none, none, none),
-    row<Slot::convert_u64f64>(convert_u64f64_plain, none, none, none, none),
-    row<Slot::convert_f32f64>(convert_f32f64_plain, none, none, none, none),
-    row<Slot::convert_f64f32>(convert_f64f32_plain, none, none, none, none),
+    // slot                       plain                 SSE4.2                AVX                 AVX2+FMA3            AVX-512F+CD
+    row<Slot::convert_i8f32>(  convert_i8f32_plain,  none,                 none,               none,                none),
+    row<Slot::convert_i16f32>( convert_i16f32_plain, none,                 none,               none,                none),
+    row<Slot::convert_i32f32>( convert_i32f32_plain, none,                 none,               none,                none),
+    row<Slot::convert_i64f32>( convert_i64f32_plain, none,                 none,               none,                none),
+    row<Slot::convert_u8f32>(  convert_u8f32_plain,  convert_u8f32_sse42,  convert_u8f32_avx,  convert_u8f32_avx2,  convert_u8f32_avx512),
+    row<Slot::convert_u16f32>( convert_u16f32_plain, convert_u16f32_sse42, convert_u16f32_avx, convert_u16f32_avx2, convert_u16f32_avx512),
+    row<Slot::convert_u32f32>( convert_u32f32_plain, none,                 none,               none,                none),
+    row<Slot::convert_u64f32>( convert_u64f32_plain, none,                 none,               none,                none),
+    row<Slot::convert_i8f64>(  convert_i8f64_plain,  none,                 none,               none,                none),
+    row<Slot::convert_i16f64>( convert_i16f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_i32f64>( convert_i32f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_i64f64>( convert_i64f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_u8f64>(  convert_u8f64_plain,  convert_u8f64_sse42,  convert_u8f64_avx,  convert_u8f64_avx2,  convert_u8f64_avx512),
+    row<Slot::convert_u16f64>( convert_u16f64_plain, convert_u16f64_sse42, convert_u16f64_avx, convert_u16f64_avx2, convert_u16f64_avx512),
+    row<Slot::convert_u32f64>( convert_u32f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_u64f64>( convert_u64f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_f32f64>( convert_f32f64_plain, none,                 none,               none,                none),
+    row<Slot::convert_f64f32>( convert_f64f32_plain, none,                 none,               none,                none),
 };
 
 // Group 3: shift right with clipping. Tests SSE4.2, then AVX2+FMA3.
 const Row kGroup3[] = {
-    //       slot                     plain              SSE4.2  AVX   AVX2+FMA3  AVX-512F+CD
-    row<Slot::shr_clip_u8>(shr_clip_u8_plain, none, none, none, none),
-    row<Slot::shr_clip_u16>(shr_clip_u16_plain, none, none, none, none),
+    // slot                     plain               SSE4.2              AVX   AVX2+FMA3          AVX-512F+CD
+    row<Slot::shr_clip_u8>(  shr_clip_u8_plain,  shr_clip_u8_sse42,  none, shr_clip_u8_avx2,  none),
+    row<Slot::shr_clip_u16>( shr_clip_u16_plain, shr_clip_u16_sse42, none, shr_clip_u16_avx2, none),
 };
+// clang-format on
 
 template <size_t N>
 void fill(const Row (&rows)[N]) {

@@ -1,0 +1,46 @@
+// Raw-sample conversions, AVX-512F (with CD, though nothing here needs it):
+// 16 f32 or 8 f64 lanes, x * scale + offset as one fused multiply-add on every
+// element, the scalar tail included. Only AVX-512F instructions on 512-bit
+// vectors (no BW, DQ or VL): the f64 forms widen a half-filled vector and
+// convert its low eight lanes.
+// GCC 12's AVX-512 headers start conversions from an "undefined" vector and
+// then warn that it may be used uninitialised; every lane is overwritten.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+#include "ops/convert_simd.h"
+#include "ops/kernels.h"
+
+namespace morvex::ops {
+
+namespace {
+
+struct Avx512 {
+  static __m512 widen(const uint8_t* p, float) {
+    return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+  }
+  static __m512 widen(const uint16_t* p, float) {
+    return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
+  }
+  static __m512d widen(const uint8_t* p, double) {
+    const __m512i v = _mm512_cvtepu8_epi32(_mm_cvtsi64_si128(simd::read<long long>(p)));
+    return _mm512_cvtepi32_pd(_mm512_castsi512_si256(v));
+  }
+  static __m512d widen(const uint16_t* p, double) {
+    const __m512i v = _mm512_cvtepu16_epi32(_mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+    return _mm512_cvtepi32_pd(_mm512_castsi512_si256(v));
+  }
+  static __m512 set1(float v) { return _mm512_set1_ps(v); }
+  static __m512d set1(double v) { return _mm512_set1_pd(v); }
+  static __m512 madd(__m512 x, __m512 s, __m512 o) { return _mm512_fmadd_ps(x, s, o); }
+  static __m512d madd(__m512d x, __m512d s, __m512d o) { return _mm512_fmadd_pd(x, s, o); }
+  static void store(float* p, __m512 v) { _mm512_storeu_ps(p, v); }
+  static void store(double* p, __m512d v) { _mm512_storeu_pd(p, v); }
+  static void stream(float* p, __m512 v) { _mm512_stream_ps(p, v); }
+  static void stream(double* p, __m512d v) { _mm512_stream_pd(p, v); }
+};
+
+}  // namespace
+
+MORVEX_CONVERT_INSTANTIATE(avx512, Avx512)
+
+}  // namespace morvex::ops
