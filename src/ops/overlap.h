@@ -9,10 +9,17 @@
 
 namespace morvex::ops {
 
+// Internal linkage: files built for different instruction sets include this,
+// and the linker must never hand one file's copy (say, an AVX2 build) to a
+// caller compiled for the baseline.
+namespace {
+
 template <class TO, class TI>
 inline bool disjoint(const TO* out, const TI* in, uint64_t n) {
   const uintptr_t o = reinterpret_cast<uintptr_t>(out), i = reinterpret_cast<uintptr_t>(in);
   return o + n * sizeof(TO) <= i || i + n * sizeof(TI) <= o;
 }
+
+}  // namespace
 
 }  // namespace morvex::ops

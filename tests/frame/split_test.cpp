@@ -99,7 +99,9 @@ TEST_P(Split, EveryIndexOnceCallerTakesTheLastChunk) {
     uint64_t b = 0;
     for (size_t c = 0; c < lens.size(); ++c) {
       for (uint64_t i = b; i < b + lens[c]; ++i) {
-        if (c + 1 == lens.size()) EXPECT_EQ(who[i], std::this_thread::get_id()) << i;
+        if (c + 1 == lens.size()) {
+          EXPECT_EQ(who[i], std::this_thread::get_id()) << i;
+        }
         if (i > b) {
           EXPECT_EQ(who[i], who[b]) << "chunk " << c << " split across threads";
           EXPECT_GT(order[i], order[i - 1]);
