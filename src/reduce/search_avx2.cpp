@@ -14,8 +14,9 @@ namespace {
 struct U16x16 {
   using T = uint16_t;
   using V = __m256i;
-  static constexpr uint64_t kLanes = 16, kGroup = 4;
+  static constexpr uint64_t kLanes = 16, kGroup = 8;
   static V load(const T* p) { return _mm256_loadu_si256(reinterpret_cast<const V*>(p)); }
+  static V load_aligned(const T* p) { return _mm256_load_si256(reinterpret_cast<const V*>(p)); }
   static V set1(T v) { return _mm256_set1_epi16(short(v)); }
   static V sub(V a, V b) { return _mm256_sub_epi16(a, b); }
   static V subs(V a, V b) { return _mm256_subs_epu16(a, b); }

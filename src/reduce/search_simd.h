@@ -26,7 +26,8 @@
 namespace morvex::reduce {
 namespace {
 
-// Ops provides: T, V, kLanes, kGroup (vectors per group), load, set1, sub
+// Ops provides: T, V, kLanes, kGroup (vectors per group), load,
+// load_aligned, set1, sub
 // (wrapping), min, max, subs (unsigned saturating), any (some lane non-zero),
 // nonzero_bits (movemask-style bits, sizeof(T) bits per non-zero lane).
 template <class Ops, bool kAbove, bool kShift>
@@ -36,13 +37,13 @@ inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, t
   using V = typename Ops::V;
   constexpr uint64_t W = Ops::kLanes, G = Ops::kGroup;
   const V vk = Ops::set1(k), vshift = Ops::set1(shift);
-  auto get = [&](uint64_t j) {
-    const V v = Ops::load(x + j);
+  auto shifted = [&](V v) {
     if constexpr (kShift)
       return Ops::sub(v, vshift);
     else
       return v;
   };
+  auto get = [&](uint64_t j) { return shifted(Ops::load(x + j)); };
   // Non-zero lanes are the matches.
   auto matches = [&](V d) {
     if constexpr (kAbove)
@@ -66,11 +67,25 @@ inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, t
     }
     return n;
   }
-  for (; n - i >= G * W; i += G * W) {
-    V m = get(i);
-    for (uint64_t g = 1; g < G; ++g) m = fold(m, get(i + g * W));
-    if (Ops::any(matches(m))) break;
-  }
+  // One unaligned vector at the start, then groups from the next vector
+  // boundary on: aligned loads fold into the min/max instructions (SSE
+  // cannot fold unaligned ones) and never straddle a cache line. Samples
+  // that are not even aligned to their own size stay on unaligned loads.
+  if (const uint32_t bits = Ops::nonzero_bits(matches(get(i)))) return i + uint64_t(__builtin_ctz(bits)) / sizeof(T);
+  const uintptr_t mis = reinterpret_cast<uintptr_t>(x + i) % sizeof(V);
+  const bool aligned = mis % sizeof(T) == 0;
+  i += aligned ? (sizeof(V) - mis) / sizeof(T) : W;
+  auto group = [&](auto load) {
+    for (; n - i >= G * W; i += G * W) {
+      V m = shifted(load(x + i));
+      for (uint64_t g = 1; g < G; ++g) m = fold(m, shifted(load(x + i + g * W)));
+      if (Ops::any(matches(m))) return;
+    }
+  };
+  if (aligned)
+    group([](const T* p) { return Ops::load_aligned(p); });
+  else
+    group([](const T* p) { return Ops::load(p); });
   for (; n - i >= W; i += W) {
     const uint32_t bits = Ops::nonzero_bits(matches(get(i)));
     if (bits) return i + uint64_t(__builtin_ctz(bits)) / sizeof(T);

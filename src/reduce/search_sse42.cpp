@@ -13,8 +13,9 @@ namespace {
 
 struct Base128 {
   using V = __m128i;
-  static constexpr uint64_t kGroup = 8;
+  static constexpr uint64_t kGroup = 16;
   static V loadv(const void* p) { return _mm_loadu_si128(static_cast<const V*>(p)); }
+  static V load_aligned(const void* p) { return _mm_load_si128(static_cast<const V*>(p)); }
   static bool any(V v) { return !_mm_testz_si128(v, v); }
   static uint32_t nonzero_bits(V v) {
     return ~uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128()))) & 0xFFFFu;
