@@ -14,12 +14,15 @@
 //    in the suffix.
 //
 // The vector loop keeps lane minima, which give the value. minps/maxps keep
-// their second operand on ties, and the loop always passes the later
-// elements second, so each lane holds the bits of the last zero it saw. When
-// the lanes that hold zero disagree in sign, a backward scan finds the last
-// zero (rare: it needs both zeros in the data and a zero extreme). A block
-// holding a NaN restarts the lanes after its last NaN; ordinary data pays one
-// unordered compare per two vectors for that check.
+// their second operand on ties and the loop passes the newer vector second,
+// so each lane holds the bits of the last zero it saw, and the lane that saw
+// the last zero of the suffix holds that zero (nothing after it in the array
+// is a zero, so no later vector can replace it). So when every lane holding
+// a zero has the same sign, that is the answer; when they disagree, a
+// backward scan finds the last zero (rare: it needs zeros of both signs and
+// a zero extreme). A block holding a NaN restarts the lanes after its last
+// NaN; ordinary data pays one unordered compare per two vectors for that
+// check.
 #pragma once
 
 #include <cstdint>
