@@ -1,0 +1,154 @@
+// Reductions and searches: each beside memcpy of the same bytes (the
+// bandwidth reference of every benchmark file) and, for the searches, beside
+// memchr over the same bytes with the hit at the same place (the speed limit
+// of a forward byte search). numpy peers: bench/py/reduce.py.
+#include <algorithm>
+#include <cstring>
+
+#ifdef MORVEX_BENCH_HAVE_VOLK
+#include <volk/volk.h>
+#endif
+
+#include "bench_util.h"
+
+namespace morvex::bench {
+namespace {
+
+// Read-only kernels are set against memcpy moving the same number of bytes
+// (half read, half written), per bench_util.h.
+template <class T>
+void BM_memcpy_read(benchmark::State& state) {
+  memcpy_reference(state, size_t(state.range(0)) * sizeof(T), 0);
+}
+BENCHMARK(BM_memcpy_read<uint8_t>)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_memcpy_read<uint16_t>)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_memcpy_read<float>)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_memcpy_read<double>)->Arg(kBlock)->Arg(kRecord);
+
+// memchr scanning the same bytes as a search over n samples of T, finding
+// its byte in the very last position.
+template <class T>
+void BM_memchr_hit_at_end(benchmark::State& state) {
+  const size_t bytes = size_t(state.range(0)) * sizeof(T);
+  Array<uint8_t> a(bytes);
+  a[bytes - 1] = 1;
+  for (auto _ : state) {
+    const void* p = std::memchr(a.data(), 1, bytes);
+    benchmark::DoNotOptimize(p);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
+}
+BENCHMARK(BM_memchr_hit_at_end<uint8_t>)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_memchr_hit_at_end<uint16_t>)->Arg(kBlock)->Arg(kRecord);
+
+template <class T>
+void fill_ramp(Array<T>& a) {
+  for (size_t i = 0; i < a.size(); ++i) a[i] = T((i * 37) % 200 + 10);
+}
+
+#define MORVEX_BENCH_MINMAX(T, S)                                                      \
+  void BM_minmax_##S(benchmark::State& state) {                                        \
+    ConfigScope config(state, int(state.range(1)));                                    \
+    const size_t n = size_t(state.range(0));                                           \
+    Array<T> a(n);                                                                     \
+    fill_ramp(a);                                                                      \
+    T mn, mx;                                                                          \
+    for (auto _ : state) {                                                             \
+      morvex_m_minmax_##S(a.data(), n, &mn, &mx);                                      \
+      benchmark::DoNotOptimize(mn);                                                    \
+      benchmark::DoNotOptimize(mx);                                                    \
+    }                                                                                  \
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
+  }                                                                                    \
+  BENCHMARK(BM_minmax_##S)->ArgsProduct({{kBlock, kRecord}, {0, 4}});
+MORVEX_BENCH_MINMAX(uint8_t, u8)
+MORVEX_BENCH_MINMAX(uint16_t, u16)
+MORVEX_BENCH_MINMAX(float, f32)
+#undef MORVEX_BENCH_MINMAX
+
+#ifdef MORVEX_BENCH_HAVE_VOLK
+// VOLK's nearest kernel: the index of the f32 maximum (one extreme, not two).
+void BM_volk_32f_index_max_32u(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<float> a(n);
+  fill_ramp(a);
+  uint32_t at = 0;
+  for (auto _ : state) {
+    volk_32f_index_max_32u(&at, a.data(), uint32_t(n));
+    benchmark::DoNotOptimize(at);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(float)));
+}
+BENCHMARK(BM_volk_32f_index_max_32u)->Arg(kBlock)->Arg(kRecord);
+#endif
+
+void BM_sum_u8(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<uint8_t> a(n);
+  fill_ramp(a);
+  for (auto _ : state) {
+    uint64_t s = 0;
+    morvex_m_sum_u8(a.data(), n, &s);
+    benchmark::DoNotOptimize(s);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+BENCHMARK(BM_sum_u8)->Arg(kBlock)->Arg(kRecord);
+
+// Each configuration: 0-2 run the AVX 4-lane order, 3 the SSE4.2 2-lane
+// order, 4 the sequential base order.
+void BM_sum_f64(benchmark::State& state) {
+  ConfigScope config(state, int(state.range(1)));
+  const size_t n = size_t(state.range(0));
+  Array<double> a(n);
+  fill_ramp(a);
+  for (auto _ : state) {
+    double s = 0;
+    morvex_m_sum_f64(a.data(), n, &s);
+    benchmark::DoNotOptimize(s);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(double)));
+}
+BENCHMARK(BM_sum_f64)->ArgsProduct({{kBlock, kRecord}, {0, 1, 2, 3, 4}});
+
+// The first sample at or above a level that only the very last sample
+// reaches: a full pass, as in a trigger search that finds nothing until the
+// end of the block.
+template <class T>
+void BM_index_gte(benchmark::State& state) {
+  ConfigScope config(state, int(state.range(1)));
+  const size_t n = size_t(state.range(0));
+  Array<T> a(n);
+  fill_ramp(a);
+  a[n - 1] = T(250);
+  for (auto _ : state) {
+    uint64_t p = 0;
+    if constexpr (sizeof(T) == 1)
+      morvex_m_index_gte_u8(a.data(), n, 240, &p);
+    else
+      morvex_m_index_gte_u16(a.data(), n, 240, &p);
+    benchmark::DoNotOptimize(p);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));
+}
+BENCHMARK(BM_index_gte<uint8_t>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
+BENCHMARK(BM_index_gte<uint16_t>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
+
+// 12-bit samples into 64 bins with both out-of-range counters.
+void BM_histogram_lin_1d_u16u32(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<uint16_t> a(n);
+  for (size_t i = 0; i < n; ++i) a[i] = uint16_t((i * 2654435761u) >> 20);
+  std::vector<uint32_t> bins(64);
+  uint32_t below = 0, above = 0;
+  for (auto _ : state) {
+    morvex_m_histogram_lin_1d_u16u32(a.data(), n, 0, 4095, bins.data(), 64, &below, &above);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(uint16_t)));
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+BENCHMARK(BM_histogram_lin_1d_u16u32)->Arg(kBlock)->Arg(kRecord);
+
+}  // namespace
+}  // namespace morvex::bench

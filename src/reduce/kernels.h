@@ -1,0 +1,67 @@
+// The kernels behind the reductions: each plain kernel and the processor
+// variants beside it (each defined in a file compiled for its instruction
+// set). The exports and src/reduce/search.h choose among them at every call
+// from the option flags.
+//
+// A variant returns exactly what the plain kernel returns, with one
+// documented exception: the sum_f64/square_sum_f64 variants add in their own
+// fixed lane orders (see morvex-m/reduce.h).
+#pragma once
+
+#include <cstdint>
+
+namespace morvex::reduce {
+
+// ---------------------------------------------------------------- sums
+// `result` is the caller's in/out accumulator; count is never 0 here.
+void sum_f64_plain(const double* x, uint64_t count, double* result);
+void sum_f64_sse42(const double* x, uint64_t count, double* result);
+void sum_f64_avx(const double* x, uint64_t count, double* result);
+void square_sum_f64_plain(const double* x, uint64_t count, double* result);
+void square_sum_f64_sse42(const double* x, uint64_t count, double* result);
+void square_sum_f64_avx(const double* x, uint64_t count, double* result);
+
+// ---------------------------------------------------------------- extremes
+// min or max may be null (not both); count may be 0 (data[0] is then the
+// result, as for count 1).
+#define MORVEX_MINMAX_KERNEL(T, S, ISA) \
+  void minmax_##S##_##ISA(const T* x, uint64_t count, T* min, T* max);
+MORVEX_MINMAX_KERNEL(int8_t, i8, plain)
+MORVEX_MINMAX_KERNEL(int16_t, i16, plain)
+MORVEX_MINMAX_KERNEL(int32_t, i32, plain)
+MORVEX_MINMAX_KERNEL(int64_t, i64, plain)
+MORVEX_MINMAX_KERNEL(uint8_t, u8, plain)
+MORVEX_MINMAX_KERNEL(uint16_t, u16, plain)
+MORVEX_MINMAX_KERNEL(uint32_t, u32, plain)
+MORVEX_MINMAX_KERNEL(uint64_t, u64, plain)
+MORVEX_MINMAX_KERNEL(float, f32, plain)
+MORVEX_MINMAX_KERNEL(double, f64, plain)
+MORVEX_MINMAX_KERNEL(int16_t, i16, sse42)
+MORVEX_MINMAX_KERNEL(uint8_t, u8, sse42)
+MORVEX_MINMAX_KERNEL(uint16_t, u16, sse42)
+MORVEX_MINMAX_KERNEL(float, f32, sse42)
+MORVEX_MINMAX_KERNEL(double, f64, sse42)
+MORVEX_MINMAX_KERNEL(double, f64, avx)
+#undef MORVEX_MINMAX_KERNEL
+
+// ---------------------------------------------------------------- searches
+// Level and band searches as kernels: the first index in [start, count)
+// meeting the condition, or count. The caller guarantees start < count.
+#define MORVEX_SEARCH_KERNELS(T, S, ISA)                                                    \
+  uint64_t gte_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T level);            \
+  uint64_t gt_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T level);             \
+  uint64_t lte_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T level);            \
+  uint64_t lt_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T level);             \
+  uint64_t in_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T high, T low);       \
+  uint64_t out_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T high, T low);
+MORVEX_SEARCH_KERNELS(int16_t, i16, plain)
+MORVEX_SEARCH_KERNELS(uint8_t, u8, plain)
+MORVEX_SEARCH_KERNELS(uint16_t, u16, plain)
+MORVEX_SEARCH_KERNELS(float, f32, plain)
+MORVEX_SEARCH_KERNELS(double, f64, plain)
+MORVEX_SEARCH_KERNELS(uint8_t, u8, sse42)
+MORVEX_SEARCH_KERNELS(uint16_t, u16, sse42)
+#undef MORVEX_SEARCH_KERNELS
+uint64_t gte_u16_avx2(const uint16_t* x, uint64_t start, uint64_t count, uint16_t level);
+
+}  // namespace morvex::reduce

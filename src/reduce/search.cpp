@@ -1,0 +1,228 @@
+// Index searches: the plain kernels, the per-call kernel choice behind
+// search.h, and the exports, which forward to search.h one line each.
+#include "reduce/search.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/flags.h"
+#include "morvex-m/reduce.h"
+#include "reduce/kernels.h"
+
+namespace morvex::reduce {
+
+namespace {
+
+// Sixteen-byte vectors in the compiler's generic vector notation: the plain
+// kernels stay portable C++, and the compiler turns them into baseline SSE2
+// compares. (It does not vectorise an early-exit loop by itself, and keeps
+// even a branch-free float compare loop scalar.)
+template <class T> struct Vec16;
+template <> struct Vec16<int16_t> { typedef int16_t type __attribute__((vector_size(16))); };
+template <> struct Vec16<uint8_t> { typedef uint8_t type __attribute__((vector_size(16))); };
+template <> struct Vec16<uint16_t> { typedef uint16_t type __attribute__((vector_size(16))); };
+template <> struct Vec16<float> { typedef float type __attribute__((vector_size(16))); };
+template <> struct Vec16<double> { typedef double type __attribute__((vector_size(16))); };
+
+template <class M>
+inline bool any_lane(const M& mask) {
+  uint64_t w[2];
+  std::memcpy(w, &mask, sizeof w);
+  return (w[0] | w[1]) != 0;
+}
+
+// The first index in [i, n) where hit(x) holds, or n. `hit` works on single
+// elements and on whole vectors (giving a lane mask): four vectors are
+// tested at a time and the scalar loop pins down the exact index in the
+// first group that has a match, or covers the last elements.
+template <class T, class Hit>
+inline uint64_t scan(const T* x, uint64_t i, uint64_t n, Hit hit) {
+  using V = typename Vec16<T>::type;
+  constexpr uint64_t W = 16 / sizeof(T);
+  for (; n - i >= 4 * W; i += 4 * W) {
+    V a, b, c, d;
+    std::memcpy(&a, x + i, 16);
+    std::memcpy(&b, x + i + W, 16);
+    std::memcpy(&c, x + i + 2 * W, 16);
+    std::memcpy(&d, x + i + 3 * W, 16);
+    if (any_lane(hit(a) | hit(b) | hit(c) | hit(d))) break;
+  }
+  for (; i < n; ++i)
+    if (hit(x[i])) return i;
+  return n;
+}
+
+// Extreme searches: strictly better than the running best, so the first of
+// equal extremes wins and NaN (false in every comparison) never does.
+template <class T, class Better>
+inline int32_t extreme(const T* x, uint64_t n, uint64_t* position, T* value, Better better) {
+  uint64_t i = *position;
+  if (i >= n) {
+    *position = n;
+    return 0;
+  }
+  T best = *value;
+  uint64_t at = n;
+  for (; i < n; ++i)
+    if (better(x[i], best)) {
+      best = x[i];
+      at = i;
+    }
+  *position = at;
+  if (at != n) *value = best;
+  return 0;
+}
+
+// Runs a kernel from the start in *position, answering count for a start at
+// or past the end without calling it.
+template <class Kernel>
+inline int32_t from_position(uint64_t count, uint64_t* position, Kernel kernel) {
+  const uint64_t start = *position;
+  *position = start < count ? kernel(start) : count;
+  return 0;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- plain kernels
+#define MORVEX_SEARCH_PLAIN(T, S)                                                                  \
+  uint64_t gte_##S##_plain(const T* x, uint64_t s, uint64_t n, T l) {                              \
+    return scan(x, s, n, [l](auto v) { return v >= l; });                                          \
+  }                                                                                                \
+  uint64_t gt_##S##_plain(const T* x, uint64_t s, uint64_t n, T l) {                               \
+    return scan(x, s, n, [l](auto v) { return v > l; });                                           \
+  }                                                                                                \
+  uint64_t lte_##S##_plain(const T* x, uint64_t s, uint64_t n, T l) {                              \
+    return scan(x, s, n, [l](auto v) { return v <= l; });                                          \
+  }                                                                                                \
+  uint64_t lt_##S##_plain(const T* x, uint64_t s, uint64_t n, T l) {                               \
+    return scan(x, s, n, [l](auto v) { return v < l; });                                           \
+  }                                                                                                \
+  uint64_t in_##S##_plain(const T* x, uint64_t s, uint64_t n, T h, T l) {                          \
+    return scan(x, s, n, [h, l](auto v) { return (v >= l) & (v <= h); });                          \
+  }                                                                                                \
+  uint64_t out_##S##_plain(const T* x, uint64_t s, uint64_t n, T h, T l) {                         \
+    return scan(x, s, n, [h, l](auto v) { return (v < l) | (v > h); });                            \
+  }
+MORVEX_SEARCH_PLAIN(int16_t, i16)
+MORVEX_SEARCH_PLAIN(uint8_t, u8)
+MORVEX_SEARCH_PLAIN(uint16_t, u16)
+MORVEX_SEARCH_PLAIN(float, f32)
+MORVEX_SEARCH_PLAIN(double, f64)
+#undef MORVEX_SEARCH_PLAIN
+
+// ---------------------------------------------------------------- kernel choice
+// u8 and u16 level and band searches: SSE4.2, else plain; u16 gte: AVX2 and
+// FMA3 first.
+#define MORVEX_SEARCH_LEVEL_SSE42(T, S, OP)                                                  \
+  int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                             \
+    return from_position(n, p, [&](uint64_t s) {                                             \
+      return frame::use_sse42() ? OP##_##S##_sse42(x, s, n, l) : OP##_##S##_plain(x, s, n, l); \
+    });                                                                                      \
+  }
+#define MORVEX_SEARCH_BAND_SSE42(T, S, OP)                                                           \
+  int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                \
+    return from_position(n, p, [&](uint64_t s) {                                                     \
+      return frame::use_sse42() ? OP##_##S##_sse42(x, s, n, h, l) : OP##_##S##_plain(x, s, n, h, l); \
+    });                                                                                              \
+  }
+MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gte)
+MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gt)
+MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, lte)
+MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, lt)
+MORVEX_SEARCH_BAND_SSE42(uint8_t, u8, in)
+MORVEX_SEARCH_BAND_SSE42(uint8_t, u8, out)
+MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, gt)
+MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, lte)
+MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, lt)
+MORVEX_SEARCH_BAND_SSE42(uint16_t, u16, in)
+MORVEX_SEARCH_BAND_SSE42(uint16_t, u16, out)
+#undef MORVEX_SEARCH_LEVEL_SSE42
+#undef MORVEX_SEARCH_BAND_SSE42
+
+int32_t index_gte(const uint16_t* x, uint64_t n, uint16_t l, uint64_t* p) {
+  return from_position(n, p, [&](uint64_t s) {
+    if (frame::use_avx2_fma3()) return gte_u16_avx2(x, s, n, l);
+    if (frame::use_sse42()) return gte_u16_sse42(x, s, n, l);
+    return gte_u16_plain(x, s, n, l);
+  });
+}
+
+// i16, f32 and f64: plain kernels only.
+#define MORVEX_SEARCH_ONLY_PLAIN(T, S)                                                                   \
+  int32_t index_gte(const T* x, uint64_t n, T l, uint64_t* p) {                                          \
+    return from_position(n, p, [&](uint64_t s) { return gte_##S##_plain(x, s, n, l); });                 \
+  }                                                                                                      \
+  int32_t index_gt(const T* x, uint64_t n, T l, uint64_t* p) {                                           \
+    return from_position(n, p, [&](uint64_t s) { return gt_##S##_plain(x, s, n, l); });                  \
+  }                                                                                                      \
+  int32_t index_lte(const T* x, uint64_t n, T l, uint64_t* p) {                                          \
+    return from_position(n, p, [&](uint64_t s) { return lte_##S##_plain(x, s, n, l); });                 \
+  }                                                                                                      \
+  int32_t index_lt(const T* x, uint64_t n, T l, uint64_t* p) {                                           \
+    return from_position(n, p, [&](uint64_t s) { return lt_##S##_plain(x, s, n, l); });                  \
+  }                                                                                                      \
+  int32_t index_in(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                      \
+    return from_position(n, p, [&](uint64_t s) { return in_##S##_plain(x, s, n, h, l); });               \
+  }                                                                                                      \
+  int32_t index_out(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                     \
+    return from_position(n, p, [&](uint64_t s) { return out_##S##_plain(x, s, n, h, l); });              \
+  }
+MORVEX_SEARCH_ONLY_PLAIN(int16_t, i16)
+MORVEX_SEARCH_ONLY_PLAIN(float, f32)
+MORVEX_SEARCH_ONLY_PLAIN(double, f64)
+#undef MORVEX_SEARCH_ONLY_PLAIN
+
+// Extreme searches: one scalar kernel for every type.
+#define MORVEX_SEARCH_EXTREME(T)                                                     \
+  int32_t index_max(const T* x, uint64_t n, uint64_t* p, T* v) {                     \
+    return extreme(x, n, p, v, [](T a, T best) { return a > best; });                \
+  }                                                                                  \
+  int32_t index_min(const T* x, uint64_t n, uint64_t* p, T* v) {                     \
+    return extreme(x, n, p, v, [](T a, T best) { return a < best; });                \
+  }
+MORVEX_SEARCH_EXTREME(int16_t)
+MORVEX_SEARCH_EXTREME(uint8_t)
+MORVEX_SEARCH_EXTREME(uint16_t)
+MORVEX_SEARCH_EXTREME(float)
+MORVEX_SEARCH_EXTREME(double)
+#undef MORVEX_SEARCH_EXTREME
+
+}  // namespace morvex::reduce
+
+// ---------------------------------------------------------------- exports
+extern "C" {
+
+#define MORVEX_SEARCH_EXPORT(T, S)                                                                        \
+  int32_t morvex_m_index_gte_##S(const T* d, uint64_t n, T l, uint64_t* p) {                              \
+    return morvex::reduce::index_gte(d, n, l, p);                                                         \
+  }                                                                                                       \
+  int32_t morvex_m_index_gt_##S(const T* d, uint64_t n, T l, uint64_t* p) {                               \
+    return morvex::reduce::index_gt(d, n, l, p);                                                          \
+  }                                                                                                       \
+  int32_t morvex_m_index_lte_##S(const T* d, uint64_t n, T l, uint64_t* p) {                              \
+    return morvex::reduce::index_lte(d, n, l, p);                                                         \
+  }                                                                                                       \
+  int32_t morvex_m_index_lt_##S(const T* d, uint64_t n, T l, uint64_t* p) {                               \
+    return morvex::reduce::index_lt(d, n, l, p);                                                          \
+  }                                                                                                       \
+  int32_t morvex_m_index_in_##S(const T* d, uint64_t n, T h, T l, uint64_t* p) {                          \
+    return morvex::reduce::index_in(d, n, h, l, p);                                                       \
+  }                                                                                                       \
+  int32_t morvex_m_index_out_##S(const T* d, uint64_t n, T h, T l, uint64_t* p) {                         \
+    return morvex::reduce::index_out(d, n, h, l, p);                                                      \
+  }                                                                                                       \
+  int32_t morvex_m_index_max_##S(const T* d, uint64_t n, uint64_t* p, T* v) {                             \
+    return morvex::reduce::index_max(d, n, p, v);                                                         \
+  }                                                                                                       \
+  int32_t morvex_m_index_min_##S(const T* d, uint64_t n, uint64_t* p, T* v) {                             \
+    return morvex::reduce::index_min(d, n, p, v);                                                         \
+  }
+MORVEX_SEARCH_EXPORT(int16_t, i16)
+MORVEX_SEARCH_EXPORT(uint8_t, u8)
+MORVEX_SEARCH_EXPORT(uint16_t, u16)
+MORVEX_SEARCH_EXPORT(float, f32)
+MORVEX_SEARCH_EXPORT(double, f64)
+#undef MORVEX_SEARCH_EXPORT
+
+}  // extern "C"
