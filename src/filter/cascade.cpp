@@ -40,14 +40,16 @@ bool lanes_allowed(const T* in, const T* out, uint64_t count) {
   return o + count * sizeof(T) <= i || i + count * sizeof(T) <= o;
 }
 
-// Below this many samples the fill and drain steps of the lane kernels (one
-// per section each) and the packing of the lanes cost more than they save.
+// A lane step takes about half the time of one sample through the plain
+// loop, but a pass of m sections adds 2 (m - 1) kLaneSkew steps of filling
+// and draining: short blocks are faster (and give the same bits) plainly.
 constexpr uint64_t kMinLaneSamples = 32;
 
 template <class T>
 CascadeKernel<T>* choose(const T* in, const T* out, uint64_t count, uint64_t sections, CascadeKernel<T>* plain,
                          CascadeKernel<T>* sse42, CascadeKernel<T>* avx, CascadeKernel<T>* avx512) {
-  if (count < kMinLaneSamples || count < 2 * sections || !lanes_allowed(in, out, count)) return plain;
+  if (count < kMinLaneSamples || count < 2 * uint64_t(kLaneSkew) * sections || !lanes_allowed(in, out, count))
+    return plain;
   // Wider vectors pay a slower lane shift (a cross-lane permute) for holding
   // more sections; the shift sits on the path from one section to the next,
   // so a cascade that fits in a narrower vector runs faster there.

@@ -13,6 +13,12 @@
 
 namespace morvex::filter {
 
+// Steps between a section's output and the next section's use of it in the
+// lane kernels (see cascade_lanes.h): long enough for the store, reload and
+// lane shift of the hand-over to finish before it is needed. A pass of m
+// sections spends (m - 1) * kLaneSkew steps filling and as many draining.
+constexpr int kLaneSkew = 8;
+
 // in/out: count samples (out may equal in; other overlaps are for the plain
 // kernel only). coeffs: 6 per section (b0 b1 b2 a0 a1 a2; a0 is not read).
 // delay: 2 per section, read at the start and written back at the end.

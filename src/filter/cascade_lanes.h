@@ -24,9 +24,11 @@
 
 #include <cstdint>
 
+#include "filter/cascade.h"
+
 namespace morvex::filter::lanes {
 
-constexpr int kSkew = 4;  // steps between a section's output and the next section's use of it
+constexpr int kSkew = kLaneSkew;
 
 template <class V, int NV>
 struct Pass {
