@@ -32,7 +32,7 @@ int32_t design_order_n(int family, int32_t band, uint8_t order, morvex_m_filter_
     zpk->z = std::move(z);
     zpk->p = std::move(p);
     zpk->k = k;
-    st->zpk.store(std::move(zpk));
+    st->zpk = std::move(zpk);  // not yet shared with anyone
     *out = st.release();
     return MORVEX_M_SUCCESS;
   });
@@ -47,7 +47,7 @@ int32_t design_resonator_state(int kind, morvex_m_filter_state** out, double sam
     auto tf = std::make_shared<FilterState::IIR::TF>();
     tf->b = std::move(b);
     tf->a = std::move(a);
-    st->tf.store(std::move(tf));
+    st->tf = std::move(tf);
     *out = st.release();
     return MORVEX_M_SUCCESS;
   });

@@ -7,9 +7,9 @@
 morvex_m_filter_state::~morvex_m_filter_state() {
   delete filter;
   filter = nullptr;
-  sos.store(nullptr);
-  tf.store(nullptr);
-  zpk.store(nullptr);
+  std::atomic_store(&sos, morvex::filter::SosPtr());
+  std::atomic_store(&tf, morvex::filter::TfPtr());
+  std::atomic_store(&zpk, morvex::filter::ZpkPtr());
 }
 
 namespace morvex::filter {
@@ -20,20 +20,26 @@ namespace {
 // its record stands and is returned instead, so that every caller of a state
 // sees one record for its lifetime (pointers handed out stay valid).
 template <class P>
-P publish(std::atomic<P>& field, P made) {
+P publish(P& field, P made) {
   P expected;  // empty
-  if (field.compare_exchange_strong(expected, made, std::memory_order_seq_cst, std::memory_order_seq_cst))
+  if (std::atomic_compare_exchange_strong_explicit(&field, &expected, made, std::memory_order_seq_cst,
+                                                   std::memory_order_seq_cst))
     return made;
   return expected;
+}
+
+template <class P>
+P load(const P& field) {
+  return std::atomic_load_explicit(&field, std::memory_order_seq_cst);
 }
 
 }  // namespace
 
 ZpkPtr get_zpk(morvex_m_filter_state& st) {
-  if (ZpkPtr z = st.zpk.load()) return z;
-  if (TfPtr t = st.tf.load())
+  if (ZpkPtr z = load(st.zpk)) return z;
+  if (TfPtr t = load(st.tf))
     return publish(st.zpk, ZpkPtr(std::make_shared<const FilterState::IIR::ZPK>(tf2zpk(*t))));
-  if (SosPtr s = st.sos.load()) {
+  if (SosPtr s = load(st.sos)) {
     // A cascade's zeros and poles are those of its sections; the gain is the
     // first section's leading coefficient (the others have b0 = 1 when they
     // came from a pairing; for any section, b0 scales its numerator).
@@ -51,14 +57,14 @@ ZpkPtr get_zpk(morvex_m_filter_state& st) {
 }
 
 TfPtr get_tf(morvex_m_filter_state& st) {
-  if (TfPtr t = st.tf.load()) return t;
+  if (TfPtr t = load(st.tf)) return t;
   const ZpkPtr z = get_zpk(st);
   if (!z) return nullptr;
   return publish(st.tf, TfPtr(std::make_shared<const FilterState::IIR::TF>(zpk2tf(*z))));
 }
 
 SosPtr get_sos(morvex_m_filter_state& st) {
-  if (SosPtr s = st.sos.load()) return s;
+  if (SosPtr s = load(st.sos)) return s;
   // From the ZPK when there is one, else through it from the TF.
   const ZpkPtr z = get_zpk(st);
   if (!z) return nullptr;

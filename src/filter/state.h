@@ -113,12 +113,16 @@ std::vector<double> steady_state(const FilterState::IIR::SOS& sos);
 }  // namespace morvex
 
 // The handle the exports pass around. The representation fields are only
-// touched through atomic loads and compare-and-exchange, so queries may run
-// concurrently; the executor is owned and used by one thread at a time.
+// touched through the atomic shared-pointer operations (std::atomic_load,
+// std::atomic_compare_exchange_strong_explicit, std::atomic_store), so
+// queries may run concurrently; the executor is owned and used by one thread
+// at a time. (std::atomic<std::shared_ptr> of GCC 12 would do as well, but
+// its load releases its internal lock with a relaxed store, which the thread
+// sanitizer rightly cannot order against the next writer.)
 struct morvex_m_filter_state {
-  std::atomic<morvex::filter::ZpkPtr> zpk;
-  std::atomic<morvex::filter::TfPtr> tf;
-  std::atomic<morvex::filter::SosPtr> sos;
+  morvex::filter::ZpkPtr zpk;
+  morvex::filter::TfPtr tf;
+  morvex::filter::SosPtr sos;
   morvex::Filter::AbstractFilter* filter = nullptr;
   bool steady_start = false;
 

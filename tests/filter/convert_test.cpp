@@ -123,18 +123,18 @@ TEST(FilterConvert, SectionCountsOfDesigns) {
 TEST(FilterState, RepresentationsAreDerivedOnceAndKept) {
   morvex_m_filter_state* st = nullptr;
   ASSERT_EQ(morvex_m_filter_iir_notch(&st, 1000.0, 50.0, 5.0), 0);
-  EXPECT_FALSE(st->zpk.load());
-  EXPECT_FALSE(st->sos.load());
+  EXPECT_FALSE(std::atomic_load(&st->zpk));
+  EXPECT_FALSE(std::atomic_load(&st->sos));
   const morvex_m_c64f64 *z1, *p1, *z2, *p2;
   uint64_t nz, np;
   double k;
   ASSERT_EQ(morvex_m_filter_iir_get_zpk(st, &z1, &nz, &p1, &np, &k), 0);
-  const auto stored = st->zpk.load();
+  const auto stored = std::atomic_load(&st->zpk);
   ASSERT_TRUE(stored);
   ASSERT_EQ(morvex_m_filter_iir_get_zpk(st, &z2, &nz, &p2, &np, &k), 0);
   EXPECT_EQ(z1, z2);
   EXPECT_EQ(p1, p2);
-  EXPECT_EQ(st->zpk.load(), stored);
+  EXPECT_EQ(std::atomic_load(&st->zpk), stored);
   const double *b1, *a1, *b2, *a2;
   uint64_t n1, n2;
   ASSERT_EQ(morvex_m_filter_iir_get_tf(st, &b1, &a1, &n1), 0);
@@ -161,10 +161,10 @@ TEST(FilterState, GettersFailWithoutRepresentationOrArguments) {
   EXPECT_EQ(empty.filter, nullptr);
   // A TF whose denominator is all zero cannot be converted.
   morvex_m_filter_state bad;
-  bad.tf.store(std::make_shared<const TF>(TF{{1, 0, 0}, {0, 0, 0}}));
+  std::atomic_store(&bad.tf, std::make_shared<const TF>(TF{{1, 0, 0}, {0, 0, 0}}));
   EXPECT_EQ(morvex_m_filter_iir_get_sos(&bad, &b, &n), -1);
   EXPECT_EQ(morvex_m_filter_execute_f32(&x, &x, 1, &bad), -1);
-  EXPECT_FALSE(bad.zpk.load());
+  EXPECT_FALSE(std::atomic_load(&bad.zpk));
   EXPECT_EQ(stable, 7);
 }
 
@@ -173,7 +173,7 @@ TEST(FilterState, GettersFailWithoutRepresentationOrArguments) {
 TEST(FilterState, StabilityIsStrictlyInsideTheCircle) {
   auto check = [](std::vector<cd> poles) {
     morvex_m_filter_state st;
-    st.zpk.store(std::make_shared<const ZPK>(ZPK{{}, std::move(poles), 1.0}));
+    std::atomic_store(&st.zpk, std::make_shared<const ZPK>(ZPK{{}, std::move(poles), 1.0}));
     int32_t stable = -1;
     EXPECT_EQ(morvex_m_filter_iir_isstable(&st, &stable), 0);
     return stable;
