@@ -69,28 +69,22 @@ template <class T>
   return ::testing::AssertionSuccess();
 }
 
+// The plain kernel and every lane kernel this processor can run.
 template <class T>
-struct Kernels;
-template <>
-struct Kernels<float> {
-  static std::vector<std::pair<const char*, mf::CascadeKernel<float>*>> all() {
-    std::vector<std::pair<const char*, mf::CascadeKernel<float>*>> k{{"plain", mf::cascade_plain_f32}};
-    if (morvex::frame::use_sse42()) k.push_back({"sse42", mf::cascade_sse42_f32});
-    if (morvex::frame::use_avx()) k.push_back({"avx", mf::cascade_avx_f32});
-    if (morvex::frame::use_avx512()) k.push_back({"avx512", mf::cascade_avx512_f32});
-    return k;
-  }
-};
-template <>
-struct Kernels<double> {
-  static std::vector<std::pair<const char*, mf::CascadeKernel<double>*>> all() {
-    std::vector<std::pair<const char*, mf::CascadeKernel<double>*>> k{{"plain", mf::cascade_plain_f64}};
-    if (morvex::frame::use_sse42()) k.push_back({"sse42", mf::cascade_sse42_f64});
-    if (morvex::frame::use_avx()) k.push_back({"avx", mf::cascade_avx_f64});
-    if (morvex::frame::use_avx512()) k.push_back({"avx512", mf::cascade_avx512_f64});
-    return k;
-  }
-};
+std::vector<std::pair<const char*, mf::CascadeKernel<T>*>> kernels() {
+  auto pick = [](mf::CascadeKernel<float>* f, mf::CascadeKernel<double>* d) {
+    if constexpr (sizeof(T) == 4)
+      return f;
+    else
+      return d;
+  };
+  std::vector<std::pair<const char*, mf::CascadeKernel<T>*>> k{
+      {"plain", pick(mf::cascade_plain_f32, mf::cascade_plain_f64)}};
+  if (morvex::frame::use_sse42()) k.push_back({"sse42", pick(mf::cascade_sse42_f32, mf::cascade_sse42_f64)});
+  if (morvex::frame::use_avx()) k.push_back({"avx", pick(mf::cascade_avx_f32, mf::cascade_avx_f64)});
+  if (morvex::frame::use_avx512()) k.push_back({"avx512", pick(mf::cascade_avx512_f32, mf::cascade_avx512_f64)});
+  return k;
+}
 
 // Each lane kernel on its own, over section counts around every vector and
 // pass width, lengths around the fill and drain of the lane pipeline, odd
@@ -108,7 +102,7 @@ void kernels_match_reference() {
       morvex::test::fill_random(d0.data(), d0.size(), uint32_t(sections), false);
       std::vector<T> want(n), dref = d0;
       reference(in.data(), want.data(), n, c, dref);
-      for (auto [name, kernel] : Kernels<T>::all()) {
+      for (auto [name, kernel] : kernels<T>()) {
         SCOPED_TRACE(testing::Message() << name << " sections " << sections << " n " << n);
         Buffer<T> out(n, (n + 3) % 5);
         std::vector<T> d = d0;
@@ -137,7 +131,7 @@ TEST(FilterExecute, SpecialValuesPropagateAlike) {
     morvex::test::fill_random(in.data(), n, 11, true);
     std::vector<double> want(n), d(2 * sections, 0.0);
     reference(in.data(), want.data(), n, c, d);
-    for (auto [name, kernel] : Kernels<double>::all()) {
+    for (auto [name, kernel] : kernels<double>()) {
       std::vector<double> out(n), dk(2 * sections, 0.0);
       kernel(in.data(), out.data(), n, c.data(), dk.data(), sections);
       EXPECT_TRUE(same_values(out.data(), want.data(), n)) << name << " sections " << sections;
