@@ -50,14 +50,26 @@ CascadeKernel<T>* choose(const T* in, const T* out, uint64_t count, uint64_t sec
                          CascadeKernel<T>* sse42, CascadeKernel<T>* avx, CascadeKernel<T>* avx512) {
   if (count < kMinLaneSamples || count < 2 * uint64_t(kLaneSkew) * sections || !lanes_allowed(in, out, count))
     return plain;
-  // Wider vectors pay a slower lane shift (a cross-lane permute) for holding
-  // more sections; the shift sits on the path from one section to the next,
-  // so a cascade that fits in a narrower vector runs faster there.
+  // Which vector width is fastest depends on the section count (measured on
+  // an AVX-512 server core): a cascade that fills one 128-bit vector runs
+  // best there; up to two 256-bit vectors' worth, 256-bit vectors win (their
+  // adds have a shorter latency than 512-bit ones, and the recurrence is
+  // latency-bound); beyond, 512-bit vectors (fewer instructions per step).
   constexpr uint64_t kSse42Lanes = 16 / sizeof(T), kAvxLanes = 32 / sizeof(T);
-  if (frame::use_avx512() && sections > kAvxLanes) return avx512;
-  if (frame::use_avx() && sections > kSse42Lanes) return avx;
-  if (frame::use_sse42()) return sse42;
-  if (frame::use_avx()) return avx;
+  const bool ok_sse42 = frame::use_sse42(), ok_avx = frame::use_avx(), ok_avx512 = frame::use_avx512();
+  if (sections <= kSse42Lanes) {
+    if (ok_sse42) return sse42;
+    if (ok_avx) return avx;
+    if (ok_avx512) return avx512;
+  } else if (sections <= 2 * kAvxLanes) {
+    if (ok_avx) return avx;
+    if (ok_avx512) return avx512;
+    if (ok_sse42) return sse42;
+  } else {
+    if (ok_avx512) return avx512;
+    if (ok_avx) return avx;
+    if (ok_sse42) return sse42;
+  }
   return plain;
 }
 
