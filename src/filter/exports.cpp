@@ -1,7 +1,6 @@
 // The filter exports: each one forwards to the internals and turns every
 // exception into "Failed".
 #include <memory>
-#include <new>
 #include <optional>
 
 #include "filter/design.h"

@@ -43,7 +43,7 @@ inline std::complex<double> horner(const double* c, uint64_t n, double er, doubl
 inline std::complex<double> divide(std::complex<double> n, std::complex<double> d) {
   const double a = n.real(), b = n.imag(), c = d.real(), e = d.imag();
   if (std::abs(c) >= std::abs(e)) {
-    if (c == 0.0) return n / d;  // 0/0 and x/0: the library's special values
+    if (c == 0.0) return n / d;  // 0/0 and x/0: C99 complex division gives the special values
     const double r = e / c, den = c + e * r;
     return {(a + b * r) / den, (b - a * r) / den};
   }

@@ -3,7 +3,6 @@
 // on first demand and then kept, plus the executor that filters samples.
 #pragma once
 
-#include <atomic>
 #include <complex>
 #include <cstdint>
 #include <memory>
@@ -81,9 +80,6 @@ class FitlerIIRSOS final : public Filter::IIR::AbstractFilterIIRSOS<T> {
 
   void reset(bool steady_start) override;
   int32_t execute(const T* input, T* output, uint64_t count) override;
-
-  uint64_t sections() const { return section_count; }
-  const T* delay() const { return delay_line.data(); }
 
  private:
   uint64_t section_count;
