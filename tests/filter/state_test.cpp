@@ -112,26 +112,6 @@ TEST(FilterConcurrency, QueriesOnOneStateFromManyThreads) {
   }
 }
 
-// Independent states are executed from their own threads at once.
-TEST(FilterConcurrency, SeparateStatesExecuteInParallel) {
-  constexpr int kThreads = 4;
-  std::vector<std::vector<float>> out(kThreads, std::vector<float>(5000));
-  std::vector<float> in(5000);
-  for (size_t i = 0; i < in.size(); ++i) in[i] = float(i % 37) - 18.0f;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      morvex_m_filter_state* st = nullptr;
-      if (morvex_m_filter_iir_chebyshev1(0, 7, &st, 1000.0, 120.0, 0.0, 0.5) != 0) return;
-      for (size_t at = 0; at < in.size(); at += 250)
-        morvex_m_filter_execute_f32(in.data() + at, out[size_t(t)].data() + at, 250, st);
-      morvex_m_filter_state_destroy(st);
-    });
-  }
-  for (auto& th : threads) th.join();
-  for (int t = 1; t < kThreads; ++t) EXPECT_EQ(out[size_t(t)], out[0]);
-}
-
 // The response split over any number of chunks gives the same values as one
 // chunk: each point is computed on its own.
 TEST(FilterConcurrency, ResponseDoesNotDependOnTheSplit) {
