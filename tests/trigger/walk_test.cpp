@@ -81,33 +81,42 @@ std::string describe(When w) {
   return "mode " + std::to_string(w.mode) + " time1 " + std::to_string(w.t1) + " time2 " + std::to_string(w.t2);
 }
 
+// Runs body(case, x, events, when, trigger) for every case on its own random
+// signal (starting in the exit trigger's arming band, so that a fresh exit
+// trigger arms at once: see the WindowExit cases), under every time condition
+// for the timed kinds.
+template <class T, class Body>
+void for_each_case(size_t samples, uint32_t seed, Body body) {
+  for (const Case<T>& c : cases<T>()) {
+    std::vector<T> x = plateau_signal<T>(samples, ++seed);
+    x[0] = level<T>(1);
+    const std::vector<Event> events = c.oracle(x);
+    ASSERT_GT(events.size(), 30u) << c.name << ": the signal must exercise the trigger";
+    for (const When& w : c.timed ? kWhens : std::vector<When>{{0, 0, 0}}) {
+      SCOPED_TRACE(c.name + ", " + describe(w));
+      body(c, x, events, w, c.make(w));
+    }
+  }
+}
+
 template <class T>
 class TriggerWalk : public ::testing::Test {};
 TYPED_TEST_SUITE(TriggerWalk, Types);
 
 TYPED_TEST(TriggerWalk, OnePieceAndRandomBlocksFireWhereTheOracleSays) {
   using T = TypeParam;
-  constexpr size_t kSamples = 10000;
-  uint32_t seed = 11;
-  for (const Case<T>& c : cases<T>()) {
-    std::vector<T> x = plateau_signal<T>(kSamples, ++seed);
-    x[0] = level<T>(1);  // a fresh exit trigger starting here arms at once (see WindowExit tests)
-    const std::vector<Event> events = c.oracle(x);
-    ASSERT_GT(events.size(), 30u) << c.name << ": the signal must exercise the trigger";
-    const std::vector<uint64_t> blocks = random_blocks(kSamples, seed * 7);
-    for (const When& w : c.timed ? kWhens : std::vector<When>{{0, 0, 0}}) {
-      SCOPED_TRACE(c.name + ", " + describe(w));
-      const Trigger<T> trigger = c.make(w);
-      const std::vector<uint64_t> expected = firing(events, w);
-      if (w.mode >= 5) {
-        EXPECT_TRUE(expected.empty());
-      }
-      for_each_kernel_config([&](const KernelConfig&) {
-        EXPECT_TRUE(same_hits(walk(trigger, x.data(), {kSamples}), expected));
-        EXPECT_TRUE(same_hits(walk(trigger, x.data(), blocks), expected));
-      });
+  for_each_case<T>(10000, 11, [](const Case<T>&, const std::vector<T>& x, const std::vector<Event>& events, When w,
+                                 const Trigger<T>& trigger) {
+    const std::vector<uint64_t> expected = firing(events, w);
+    if (w.mode >= 5) {
+      EXPECT_TRUE(expected.empty());
     }
-  }
+    const std::vector<uint64_t> blocks = random_blocks(x.size(), uint32_t(x.size() + events.size()));
+    for_each_kernel_config([&](const KernelConfig&) {
+      EXPECT_TRUE(same_hits(walk(trigger, x.data(), {x.size()}), expected));
+      EXPECT_TRUE(same_hits(walk(trigger, x.data(), blocks), expected));
+    });
+  });
 }
 
 // NaN samples meet no condition: the triggers step over them. Where a
@@ -119,26 +128,17 @@ TYPED_TEST_SUITE(TriggerNaN, FloatTypes);
 
 TYPED_TEST(TriggerNaN, NaNSamplesArePassedOver) {
   using T = TypeParam;
-  constexpr size_t kSamples = 4000;
-  uint32_t seed = 101;
-  for (const Case<T>& c : cases<T>()) {
-    std::vector<T> x = plateau_signal<T>(kSamples, ++seed);
-    x[0] = level<T>(1);
+  for_each_case<T>(10000, 101, [](const Case<T>& c, const std::vector<T>& x, const std::vector<Event>& events, When w,
+                                 const Trigger<T>& trigger) {
     std::vector<uint64_t> map;
-    const std::vector<T> y = with_nans(x, seed, map);
+    const std::vector<T> y = with_nans(x, uint32_t(events.size()), map);
     ASSERT_GT(y.size(), x.size() + 100);
-    const std::vector<Event> events = c.oracle(x);
-    const std::vector<uint64_t> blocks = random_blocks(y.size(), seed * 3);
-    for (const When& w : c.timed ? kWhens : std::vector<When>{{0, 0, 0}}) {
-      SCOPED_TRACE(c.name + ", " + describe(w));
-      const Trigger<T> trigger = c.make(w);
-      const std::vector<uint64_t> one = walk(trigger, y.data(), {y.size()});
-      if (c.nan_transparent) {
-        EXPECT_TRUE(same_hits(one, firing(events, w, map)));
-      }
-      EXPECT_TRUE(same_hits(walk(trigger, y.data(), blocks), one));
+    const std::vector<uint64_t> one = walk(trigger, y.data(), {y.size()});
+    if (c.nan_transparent) {
+      EXPECT_TRUE(same_hits(one, firing(events, w, map)));
     }
-  }
+    EXPECT_TRUE(same_hits(walk(trigger, y.data(), random_blocks(y.size(), uint32_t(y.size()))), one));
+  });
 }
 
 }  // namespace
