@@ -141,7 +141,12 @@ MORVEX_M_TRIGGER_EDGE_DECLARE(double, f64)
  *     1: wait for x <= high_arm (3); 2: wait for x >= low_arm (3);
  *     3: fire on x < low or x > high. So a signal that starts between the
  *     two bands must leave the trigger band and return to the arming band
- *     before its exit counts. State: uint32_t, 0..3.
+ *     before its exit counts. A jump from beyond one side of the trigger
+ *     band straight beyond the other passes the arming level on the way and
+ *     fires. State 0 judges the sample each call starts on, so a fresh
+ *     trigger whose first block ends before the signal has left the trigger
+ *     band arms at once if the next block starts in the arming band.
+ *     State: uint32_t, 0..3.
  *
  * Enter and exit also return -1 when state 0 finds a sample it can classify
  * as neither above nor below (only NaN levels allow one); position is then
