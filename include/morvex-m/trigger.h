@@ -31,7 +31,8 @@
  *  - Next hit. To look for the next trigger in the same block, call again
  *    with the position returned: the search restarts at that very sample,
  *    and no trigger reports the same sample twice that way, except window
- *    inside, which fires on the sample it stands on (advance past it).
+ *    inside and outside, which report the sample they stand on when it
+ *    meets their condition (advance past a hit before calling again).
  *  - A position at or past count returns 0 at once and changes nothing,
  *    except that a NULL handle still gets its state block.
  *
