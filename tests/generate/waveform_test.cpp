@@ -150,6 +150,15 @@ TEST(WaveformShape, TriangleStartsAtTheOffsetRising) {
   EXPECT_EQ(seq(1.0), (std::vector<double>{0, 1, 2, 3, -4, -3, -2, -1}));  // rising ramp
 }
 
+TEST(WaveformShape, NaNFromAZeroPeriodIsNotClampedAway) {
+  double ph = 0.0;
+  for (double v : generate<double>({Wave::kCosine, 0.0, 1, 0, 0.5}, 9, &ph, -1.0, 1.0)) EXPECT_TRUE(std::isnan(v));
+  EXPECT_TRUE(std::isnan(ph));
+  ph = 0.0;
+  for (float v : generate<float>({Wave::kCosine, 0.0, 1, 0, 0.5}, 9, &ph, -1.0f, 1.0f)) EXPECT_TRUE(std::isnan(v));
+  generate<int16_t>({Wave::kCosine, 0.0, 1, 0, 0.3}, 9, &ph, -1, 1);  // whatever llround makes of NaN, no trap
+}
+
 TEST(WaveformPhase, CarriesTheUnshiftedPhaseEvenForNoSamples) {
   double ph = 2.75;
   generate<double>({Wave::kCosine, 10, 1, 0, 0.5}, 0, &ph, -kInf, kInf);
