@@ -125,36 +125,47 @@ inline void advance_phase(double* phase, uint64_t count, double period, double p
   *phase = std::fmod(double(count) / period + p, 1.0);
 }
 
+// A clamped wave (cosine or triangle) filled from the entry phase, which is
+// then moved on by the block's length.
+template <class T, void (*Fill)(T*, uint64_t, double, double, double, double, double, T, T)>
+int32_t clamped_wave(T* data, uint64_t count, double* phase, double period, double amplitude, double offset,
+                     double s, T lower, T upper) {
+  const double p = *phase;
+  Fill(data, count, p, period, amplitude, offset, s, lower, upper);
+  advance_phase(phase, count, period, p);
+  return 0;
+}
+
+template <class T>
+int32_t square(T* data, uint64_t count, double period, T low, T high, double duty, double* phase) {
+  const double p = *phase;
+  frame::split_range<Square<T>, square_element<T>>(0, count, 1, Square<T>{data, period, p, duty, low, high});
+  advance_phase(phase, count, period, p);
+  return 0;
+}
+
 }  // namespace
 
 }  // namespace morvex::generate
 
 namespace gen = morvex::generate;
 
-#define MORVEX_WAVEFORM_DEFINE(T, S)                                                                   \
-  int32_t morvex_m_waveform_cosine_##S(T* data, uint64_t count, double* phase, double period,          \
-                                       double amplitude, double offset, double symmetry, T lower,      \
-                                       T upper) {                                                      \
-    const double p = *phase;                                                                           \
-    gen::cosine<T>(data, count, p, period, amplitude, offset, symmetry, lower, upper);                 \
-    gen::advance_phase(phase, count, period, p);                                                       \
-    return 0;                                                                                          \
-  }                                                                                                    \
-  int32_t morvex_m_waveform_triangle_##S(T* data, uint64_t count, double* phase, double period,        \
-                                         double amplitude, double offset, double symmetry, T lower,    \
-                                         T upper) {                                                    \
-    const double p = *phase;                                                                           \
-    gen::triangle<T>(data, count, p, period, amplitude, offset, symmetry, lower, upper);               \
-    gen::advance_phase(phase, count, period, p);                                                       \
-    return 0;                                                                                          \
-  }                                                                                                    \
-  int32_t morvex_m_waveform_square_##S(T* data, uint64_t count, double period, T low, T high,          \
-                                       double duty_cycle, double* phase) {                             \
-    const double p = *phase;                                                                           \
-    const gen::Square<T> q{data, period, p, duty_cycle, low, high};                                    \
-    morvex::frame::split_range<gen::Square<T>, gen::square_element<T>>(0, count, 1, q);                \
-    gen::advance_phase(phase, count, period, p);                                                       \
-    return 0;                                                                                          \
+#define MORVEX_WAVEFORM_DEFINE(T, S)                                                                  \
+  int32_t morvex_m_waveform_cosine_##S(T* data, uint64_t count, double* phase, double period,         \
+                                       double amplitude, double offset, double symmetry, T lower,     \
+                                       T upper) {                                                     \
+    return gen::clamped_wave<T, gen::cosine<T>>(data, count, phase, period, amplitude, offset,        \
+                                                symmetry, lower, upper);                              \
+  }                                                                                                   \
+  int32_t morvex_m_waveform_triangle_##S(T* data, uint64_t count, double* phase, double period,       \
+                                         double amplitude, double offset, double symmetry, T lower,   \
+                                         T upper) {                                                   \
+    return gen::clamped_wave<T, gen::triangle<T>>(data, count, phase, period, amplitude, offset,      \
+                                                  symmetry, lower, upper);                            \
+  }                                                                                                   \
+  int32_t morvex_m_waveform_square_##S(T* data, uint64_t count, double period, T low, T high,         \
+                                       double duty_cycle, double* phase) {                            \
+    return gen::square<T>(data, count, period, low, high, duty_cycle, phase);                         \
   }
 
 extern "C" {
