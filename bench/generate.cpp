@@ -3,6 +3,8 @@
 // (threads:0, the system's count) and on one thread (threads:1, the same
 // split pinned to a single chunk). The numpy/scipy peers are in
 // bench/py/generate.py. Wall-clock time: the work runs on several threads.
+#include <cmath>
+
 #include "bench_util.h"
 #include "frame/split.h"
 
@@ -56,6 +58,20 @@ BENCHMARK(BM_window<double, morvex_m_window_hanning_f64>)->Apply(split_args);
 BENCHMARK(BM_window<float, morvex_m_window_hanning_f32>)->Apply(split_args);
 BENCHMARK(BM_window<double, morvex_m_window_blackmanharris_f64>)->Apply(split_args);
 BENCHMARK(BM_window<float, morvex_m_window_blackmanharris_f32>)->Apply(split_args);
+
+// The floor of one thread: a plain loop calling cos once per element, as the
+// Hanning window does, with nothing else around it.
+void BM_cos_loop_f64(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<double> out(n);
+  const double nm1 = double(n - 1);
+  for (auto _ : state) {
+    for (size_t i = 0; i < n; ++i) out[i] = std::cos(double(i) * 6.283185307179586 / nm1);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+BENCHMARK(BM_cos_loop_f64)->Arg(kBlock)->Arg(kMega);
 
 // The streaming reference for the window of a 1M-sample f64 block: the
 // windows are bound by their cos calls, far below this.
