@@ -1,0 +1,328 @@
+// Spectral windows: out[i] = w(i) * s * in[i].
+//
+// The weights are computed in double for both element types, each from its
+// own index. The cosine-sum windows cost one to four cos calls per element,
+// which is what makes spreading them over the task pool pay; the flat-top
+// (four cos calls) computes each weight once for an element and its mirror.
+// Bartlett, Welch, Parzen and Gaussian are cheap enough to run on the calling
+// thread.
+#include "generate/window.h"
+
+#include <emmintrin.h>
+
+#include <cmath>
+#include <cstdint>
+#include <stdexcept>
+#include <type_traits>
+
+#include "frame/split.h"
+#include "morvex-m/generate.h"
+#include "ops/overlap.h"
+
+namespace morvex::generate {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+// The multiples of the angle are formed as i * (k pi) / (N - 1), not as
+// multiples of one rounded angle.
+constexpr double k2Pi = 2.0 * kPi, k4Pi = 4.0 * kPi, k6Pi = 6.0 * kPi, k8Pi = 8.0 * kPi;
+
+// A normalisation factor as the library stores it: the pair {factor, 1.0},
+// indexed by whether normalisation is off, in double and in its float
+// rounding (what the f32 forms multiply by, widened again to double).
+struct Normalisation {
+  double f64[2];
+  float f32[2];
+  constexpr explicit Normalisation(double s) : f64{s, 1.0}, f32{static_cast<float>(s), 1.0f} {}
+};
+
+template <class T>
+inline double factor(const Normalisation& n, bool normalize) {
+  if constexpr (std::is_same_v<T, float>)
+    return double(n.f32[normalize ? 0 : 1]);
+  else
+    return n.f64[normalize ? 0 : 1];
+}
+
+// A factor computed at call time: the f32 forms use its float rounding.
+template <class T>
+inline double factor(double s) {
+  return double(static_cast<T>(s));
+}
+
+// out = (w * s) * in, in double, rounded once to the element type.
+template <class T>
+inline T weigh(double w, double s, T x) {
+  return static_cast<T>(w * s * double(x));
+}
+
+// ---------------------------------------------------------------- cosine sums
+
+// w = a0 - a1 cos x + a2 cos 2x - a3 cos 3x + a4 cos 4x with `terms` terms;
+// Hanning (terms 0) is written (1 - cos x) * 0.5.
+struct CosineSum {
+  int terms;
+  double a[5];
+  Normalisation norm;
+};
+
+constexpr CosineSum kHanning{0, {0.5, 0.5}, Normalisation(2.0)};
+constexpr CosineSum kHamming{2, {0.54, 0.46}, Normalisation(1.8518518518518516)};
+constexpr CosineSum kBlackman{3, {0.42, 0.5, 0.08}, Normalisation(2.380952380952381)};
+constexpr CosineSum kBlackmanHarris{4, {0.35875, 0.48829, 0.14128, 0.01168}, Normalisation(2.787456445993031)};
+constexpr CosineSum kNuttall{4, {0.355768, 0.487396, 0.144232, 0.012604}, Normalisation(2.8108205347304986)};
+constexpr CosineSum kBlackmanNuttall{4, {0.3635819, 0.4891775, 0.1365995, 0.0106411},
+                                     Normalisation(2.7504119429487552)};
+constexpr CosineSum kFlattop{5, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368},
+                             Normalisation(4.638671818375588)};
+
+template <const CosineSum& W>
+inline double cosine_sum_weight(uint64_t index, double nm1) {
+  const double i = double(index);
+  if constexpr (W.terms == 0) return (1.0 - std::cos(i * k2Pi / nm1)) * 0.5;
+  double w = W.a[0] - W.a[1] * std::cos(i * k2Pi / nm1);
+  if constexpr (W.terms >= 3) w = w + W.a[2] * std::cos(i * k4Pi / nm1);
+  if constexpr (W.terms >= 4) w = w - W.a[3] * std::cos(i * k6Pi / nm1);
+  if constexpr (W.terms >= 5) w = w + W.a[4] * std::cos(i * k8Pi / nm1);
+  return w;
+}
+
+template <class T>
+struct WindowJob {
+  const T* in;
+  T* out;
+  uint64_t n;
+  double nm1;  // N - 1, the denominator of every symmetric window
+  double scale;
+};
+
+template <class T>
+WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale) {
+  return WindowJob<T>{in, out, n, double(n - 1), scale};
+}
+
+template <class T, const CosineSum& W>
+void cosine_sum_element(uint64_t i, const WindowJob<T>& j) {
+  j.out[i] = weigh(cosine_sum_weight<W>(i, j.nm1), j.scale, j.in[i]);
+}
+
+template <const CosineSum& W, class T>
+int32_t cosine_sum(const T* in, T* out, uint64_t n, int32_t normalize) {
+  const WindowJob<T> j = make_job(in, out, n, factor<T>(W.norm, normalize != 0));
+  frame::split_range<WindowJob<T>, cosine_sum_element<T, W>>(0, n, 1, j);
+  return 0;
+}
+
+// ---------------------------------------------------------------- flat-top
+
+// The f32 flat-top rounds w * s to float and weights in float.
+template <class T>
+inline void flattop_apply(const WindowJob<T>& j, uint64_t i, double w) {
+  if constexpr (std::is_same_v<T, float>) {
+    const float ws = static_cast<float>(w * j.scale);
+    j.out[i] = ws * j.in[i];
+  } else {
+    j.out[i] = w * j.scale * j.in[i];
+  }
+}
+
+template <class T>
+void flattop_pair_element(uint64_t i, const WindowJob<T>& j) {
+  const double w = cosine_sum_weight<kFlattop>(i, j.nm1);
+  flattop_apply(j, i, w);
+  flattop_apply(j, j.n - 1 - i, w);
+}
+
+template <class T>
+void flattop_walk_impl(const WindowJob<T>& j, uint64_t begin, uint64_t end, uint64_t step) {
+  if (step == 0) throw std::invalid_argument("Invalid step");
+  frame::split_range<WindowJob<T>, flattop_pair_element<T>>(begin, end, step, j);
+}
+
+template <class T>
+int32_t flattop(const T* in, T* out, uint64_t n, bool normalize) {
+  if (n == 0) return 0;
+  const WindowJob<T> j = make_job(in, out, n, factor<T>(kFlattop.norm, normalize));
+  try {
+    flattop_walk_impl(j, 0, n / 2, 1);
+  } catch (...) {  // unreachable with step 1; kept so nothing crosses the C boundary
+    return MORVEX_M_FAILED;
+  }
+  if (n & 1) flattop_apply(j, n / 2, cosine_sum_weight<kFlattop>(n / 2, j.nm1));
+  return 0;
+}
+
+// ---------------------------------------------------------------- Bartlett, Welch
+
+// Both are a polynomial in r = (i - c) / c, c = (N - 1) / 2. Separate input
+// and output arrays go two elements at a time through SSE2 (the x86-64
+// baseline); overlapping ones element by element, reading in[i] before
+// writing out[i]. Each lane performs the scalar path's operations in the same
+// order, so the two paths agree to the bit.
+enum class Poly { kBartlett, kWelch };
+
+template <Poly K>
+inline double poly_weight(double r) {
+  if constexpr (K == Poly::kBartlett)
+    return 1.0 - std::fabs(r);
+  else
+    return 1.0 - r * r;
+}
+
+template <Poly K>
+inline __m128d poly_weight(__m128d r) {
+  const __m128d one = _mm_set1_pd(1.0);
+  if constexpr (K == Poly::kBartlett)
+    return _mm_sub_pd(one, _mm_andnot_pd(_mm_set1_pd(-0.0), r));
+  else
+    return _mm_sub_pd(one, _mm_mul_pd(r, r));
+}
+
+inline __m128d load2(const double* p) { return _mm_loadu_pd(p); }
+inline __m128d load2(const float* p) {
+  return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+}
+inline void store2(double* p, __m128d v) { _mm_storeu_pd(p, v); }
+inline void store2(float* p, __m128d v) {
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
+}
+
+template <Poly K, class T>
+void poly_window(const T* in, T* out, uint64_t n, double scale) {
+  const double c = double(n - 1) * 0.5;
+  uint64_t i = 0;
+  if (ops::disjoint(out, in, n)) {
+    const __m128d vc = _mm_set1_pd(c), vs = _mm_set1_pd(scale), two = _mm_set1_pd(2.0);
+    __m128d idx = _mm_set_pd(1.0, 0.0);  // exact: indices stay far below 2^53
+    for (; i + 2 <= n; i += 2, idx = _mm_add_pd(idx, two)) {
+      const __m128d w = poly_weight<K>(_mm_div_pd(_mm_sub_pd(idx, vc), vc));
+      store2(out + i, _mm_mul_pd(_mm_mul_pd(w, vs), load2(in + i)));
+    }
+  }
+  for (; i < n; ++i) out[i] = weigh(poly_weight<K>((double(i) - c) / c), scale, in[i]);
+}
+
+// ---------------------------------------------------------------- Parzen
+
+// Weights go to an index and its mirror at once, so the window is exactly
+// symmetric; the middle element of an odd N is written once (in place, a
+// second write would weight it twice).
+template <class T>
+inline void apply_mirrored(const T* in, T* out, uint64_t n, uint64_t i, double w, double scale) {
+  const uint64_t m = n - 1 - i;
+  out[i] = weigh(w, scale, in[i]);
+  if (m != i) out[m] = weigh(w, scale, in[m]);
+}
+
+// The f32 form does the index arithmetic (c, h, i - c) in float.
+template <class T>
+int32_t parzen(const T* in, T* out, uint64_t n, bool normalize) {
+  static constexpr Normalisation kNorm(2.6666666666666665);
+  if (n == 0) return 0;
+  const double scale = factor<T>(kNorm, normalize);
+  const T c = static_cast<T>(n - 1) * T(0.5), h = static_cast<T>(n) * T(0.5);
+  const double hd = double(h);
+  uint64_t i = 0;
+  for (; i < n / 4; ++i) {  // outer quarters: 2 (1 - |d|/h)^3
+    const double d = double(static_cast<T>(i) - c);
+    apply_mirrored(in, out, n, i, 2.0 * std::pow(1.0 - std::fabs(d) / hd, 3.0), scale);
+  }
+  for (; i <= (n - 1) / 2; ++i) {  // middle half: 1 - 6 (d/h)^2 (1 - |d|/h)
+    const double d = double(static_cast<T>(i) - c), r = d / hd;
+    apply_mirrored(in, out, n, i, 1.0 - 6.0 * (r * r) * (1.0 - std::fabs(d) / hd), scale);
+  }
+  return 0;
+}
+
+// ---------------------------------------------------------------- Gaussian
+
+template <class T>
+int32_t gaussian(const T* in, T* out, uint64_t n, bool normalize, T alpha_t) {
+  if (n == 0) return 0;
+  const double alpha = double(alpha_t);
+  const double scale =
+      normalize ? factor<T>(std::sqrt(2.0) * alpha / (std::erf(alpha / std::sqrt(2.0)) * std::sqrt(kPi))) : 1.0;
+  const double m = double(n - 1), m2 = m * m, k = -2.0 * alpha * alpha;
+  for (uint64_t i = 0; i < n; ++i) {
+    const double d = double(i) - 0.5 * m;
+    out[i] = weigh(std::exp(d * d * k / m2), scale, in[i]);
+  }
+  return 0;
+}
+
+// ---------------------------------------------------------------- exports
+
+template <class T>
+int32_t bartlett(const T* in, T* out, uint64_t n, bool normalize) {
+  if (n == 0) return 0;
+  const double nd = double(n);
+  poly_window<Poly::kBartlett>(in, out, n, normalize ? factor<T>(nd / (0.5 * nd - 1.0)) : 1.0);
+  return 0;
+}
+
+template <class T>
+int32_t welch(const T* in, T* out, uint64_t n, bool normalize) {
+  static constexpr Normalisation kNorm(1.5);
+  if (n == 0) return 0;
+  poly_window<Poly::kWelch>(in, out, n, factor<T>(kNorm, normalize));
+  return 0;
+}
+
+}  // namespace
+
+void flattop_walk(const float* in, float* out, uint64_t n, bool normalize, uint64_t begin, uint64_t end,
+                  uint64_t step) {
+  flattop_walk_impl(make_job(in, out, n, factor<float>(kFlattop.norm, normalize)), begin, end, step);
+}
+
+void flattop_walk(const double* in, double* out, uint64_t n, bool normalize, uint64_t begin, uint64_t end,
+                  uint64_t step) {
+  flattop_walk_impl(make_job(in, out, n, factor<double>(kFlattop.norm, normalize)), begin, end, step);
+}
+
+}  // namespace morvex::generate
+
+namespace gen = morvex::generate;
+
+#define MORVEX_WINDOWS_DEFINE(T, S)                                                                  \
+  int32_t morvex_m_window_hanning_##S(const T* in, T* out, uint64_t n, int32_t normalize) {          \
+    return gen::cosine_sum<gen::kHanning>(in, out, n, normalize);                                    \
+  }                                                                                                  \
+  int32_t morvex_m_window_hamming_##S(const T* in, T* out, uint64_t n, int32_t normalize) {          \
+    return gen::cosine_sum<gen::kHamming>(in, out, n, normalize);                                    \
+  }                                                                                                  \
+  int32_t morvex_m_window_blackman_##S(const T* in, T* out, uint64_t n, int32_t normalize) {         \
+    return gen::cosine_sum<gen::kBlackman>(in, out, n, normalize);                                   \
+  }                                                                                                  \
+  int32_t morvex_m_window_blackmanharris_##S(const T* in, T* out, uint64_t n, int32_t normalize) {   \
+    return gen::cosine_sum<gen::kBlackmanHarris>(in, out, n, normalize);                             \
+  }                                                                                                  \
+  int32_t morvex_m_window_nuttall_##S(const T* in, T* out, uint64_t n, int32_t normalize) {          \
+    return gen::cosine_sum<gen::kNuttall>(in, out, n, normalize);                                    \
+  }                                                                                                  \
+  int32_t morvex_m_window_blackmannuttall_##S(const T* in, T* out, uint64_t n, int32_t normalize) {  \
+    return gen::cosine_sum<gen::kBlackmanNuttall>(in, out, n, normalize);                            \
+  }                                                                                                  \
+  int32_t morvex_m_window_flattop_##S(const T* in, T* out, uint64_t n, int32_t normalize) {          \
+    return gen::flattop(in, out, n, normalize != 0);                                                 \
+  }                                                                                                  \
+  int32_t morvex_m_window_bartlett_##S(const T* in, T* out, uint64_t n, int32_t normalize) {         \
+    return gen::bartlett(in, out, n, normalize != 0);                                                \
+  }                                                                                                  \
+  int32_t morvex_m_window_welch_##S(const T* in, T* out, uint64_t n, int32_t normalize) {            \
+    return gen::welch(in, out, n, normalize != 0);                                                   \
+  }                                                                                                  \
+  int32_t morvex_m_window_parzen_##S(const T* in, T* out, uint64_t n, int32_t normalize) {           \
+    return gen::parzen(in, out, n, normalize != 0);                                                  \
+  }                                                                                                  \
+  int32_t morvex_m_window_gaussian_##S(const T* in, T* out, uint64_t n, int32_t normalize, T alpha) { \
+    return gen::gaussian(in, out, n, normalize != 0, alpha);                                         \
+  }
+
+extern "C" {
+
+MORVEX_WINDOWS_DEFINE(float, f32)
+MORVEX_WINDOWS_DEFINE(double, f64)
+
+}  // extern "C"
