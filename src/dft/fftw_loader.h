@@ -14,16 +14,24 @@ namespace morvex::fftw {
 using plan = struct fftw_plan_s*;
 using planf = struct fftwf_plan_s*;
 
+// The seven functions the transforms use, in the order they are resolved.
+template <class Real, class Plan>
+struct Functions {
+  using Complex = Real[2];
+  int (*alignment_of)(Real*);
+  Plan (*plan_dft_r2c_1d)(int, Real*, Complex*, unsigned);
+  Plan (*plan_dft_c2r_1d)(int, Complex*, Real*, unsigned);
+  void (*execute)(const Plan);
+  void (*execute_dft_r2c)(const Plan, Real*, Complex*);
+  void (*execute_dft_c2r)(const Plan, Complex*, Real*);
+  void (*destroy_plan)(Plan);
+};
+
 template <class Real, class Plan>
 struct Api {
+  using Fn = Functions<Real, Plan>;
   void* handle;  // dlopen handle, null when not loaded
-  int (*alignment_of)(Real*);
-  Plan (*plan_dft_r2c_1d)(int, Real*, Real (*)[2], unsigned);
-  Plan (*plan_dft_c2r_1d)(int, Real (*)[2], Real*, unsigned);
-  void (*execute)(const Plan);
-  void (*execute_dft_r2c)(const Plan, Real*, Real (*)[2]);
-  void (*execute_dft_c2r)(const Plan, Real (*)[2], Real*);
-  void (*destroy_plan)(Plan);
+  Fn fn;
   pthread_mutex_t planner_lock;
 };
 
@@ -44,5 +52,27 @@ bool fftw3_loaded();
 bool fftw3f_loaded();
 void unload_fftw3();
 void unload_fftw3f();
+
+// A reference of its own to the loaded library (null if it is not loaded),
+// released with unpin(). Every FFTW plan holds one, so that a plan that
+// outlives the last shut-down (which drops the loader's reference) can still
+// be executed and destroyed instead of calling into an unmapped library.
+void* pin_fftw3();
+void* pin_fftw3f();
+void unpin(void* pinned);
+
+// Traits that let one backend template serve both precisions.
+struct Double {
+  using Real = double;
+  using Plan = plan;
+  static ApiD& api() { return g_fftw3; }
+  static void* pin() { return pin_fftw3(); }
+};
+struct Single {
+  using Real = float;
+  using Plan = planf;
+  static ApiF& api() { return g_fftw3f; }
+  static void* pin() { return pin_fftw3f(); }
+};
 
 }  // namespace morvex::fftw
