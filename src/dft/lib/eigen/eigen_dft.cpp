@@ -7,6 +7,21 @@ namespace {
 template <class T>
 using Flag = typename Eigen::FFT<T>::Flag;
 
+// kissfft builds its tables for a length on first use, in several steps, and
+// decides whether a table exists by its twiddles alone. An allocation failure
+// part-way would leave a table with twiddles but without all of its stages,
+// which later transforms would trust. So on any failure the caches are
+// dropped whole, and the next execution builds them again.
+template <class T, class F>
+void runClearingOnFailure(Eigen::FFT<T>& fft, F&& f) {
+  try {
+    f();
+  } catch (...) {
+    fft.impl().clear();
+    throw;
+  }
+}
+
 }  // namespace
 
 template <class T>
@@ -24,7 +39,7 @@ Status DFTR2C1D<T>::execute(const T* in, uint64_t n, Complex* out, uint64_t) {
     out[0] = Complex(in[0], T(0));
     return 0;
   }
-  fft.fwd(out, in, static_cast<int>(n));
+  runClearingOnFailure(fft, [&] { fft.fwd(out, in, static_cast<int>(n)); });
   return 0;
 }
 
@@ -42,7 +57,7 @@ Status IDFTC2R1D<T>::execute(Complex* in, uint64_t, T* out, uint64_t n) {
     out[0] = in[0].real();
     return 0;
   }
-  fft.inv(out, in, static_cast<int>(n));
+  runClearingOnFailure(fft, [&] { fft.inv(out, in, static_cast<int>(n)); });
   return 0;
 }
 
