@@ -18,7 +18,10 @@
  * time; the library is never linked against FFTW), and on the built-in Eigen
  * FFT otherwise. Both compute the same transforms to within rounding. A plan
  * keeps the backend it was made with, whatever the options do later, and
- * stays usable after the last morvex_m_fini.
+ * stays usable after the last morvex_m_fini. The last morvex_m_fini releases
+ * the library's hold on FFTW, but FFTW itself stays in the process (with
+ * its planner's tables, which it frees only in fftw_cleanup, a call left to
+ * the application), so repeated start-up and shut-down never lose memory.
  *
  * Lengths. The complex count must be exactly n/2+1, and n between 1 and
  * 2^31-1 on FFTW or 2^29-1 on the built-in backend; anything else returns -2

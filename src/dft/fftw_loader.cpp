@@ -40,21 +40,22 @@ void load(A& api, const char* file, const char* const (&names)[7]) {
       return;
     }
   }
+  // FFTW keeps its planner's tables in its own globals until fftw_cleanup(),
+  // which this library must not call (the application may use the same FFTW,
+  // and cleaning up would invalidate its plans). Were FFTW unmapped at
+  // unload, those tables would be lost with every load and unload. So a
+  // complete FFTW stays resident once loaded: unload drops the library's
+  // reference, and a later load finds the same instance with its tables. This
+  // also keeps plans that outlive the last shut-down valid.
+  if (void* resident = dlopen(file, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) dlclose(resident);
 }
 
 template <class A>
 void unload(A& api) {
   // The function pointers stay: they are only used while the option is on,
-  // and the option follows whether the library is loaded. Plans copied them
-  // and hold references of their own (pin), so they keep working.
+  // and the option follows whether the library is loaded. Plans have copies.
   if (api.handle) dlclose(api.handle);
   api.handle = nullptr;
-}
-
-void* pin(const void* handle, const char* file) {
-  // RTLD_NOLOAD never opens anything new: it only adds a reference to the
-  // library the loader already has open.
-  return handle ? dlopen(file, RTLD_LAZY | RTLD_NOLOAD) : nullptr;
 }
 
 }  // namespace
@@ -65,10 +66,5 @@ bool fftw3_loaded() { return g_fftw3.handle != nullptr; }
 bool fftw3f_loaded() { return g_fftw3f.handle != nullptr; }
 void unload_fftw3() { unload(g_fftw3); }
 void unload_fftw3f() { unload(g_fftw3f); }
-void* pin_fftw3() { return pin(g_fftw3.handle, kFileD); }
-void* pin_fftw3f() { return pin(g_fftw3f.handle, kFileF); }
-void unpin(void* pinned) {
-  if (pinned) dlclose(pinned);
-}
 
 }  // namespace morvex::fftw

@@ -2,7 +2,8 @@
 // on "Use FFTW3" or "Use FFTW3F", the matching library is opened by name and
 // its seven functions resolved, all or nothing. Each precision has a planner
 // lock, held around planning and plan destruction (FFTW's planner is not
-// thread-safe; executing distinct plans is).
+// thread-safe; executing distinct plans is). Unloading drops the library's
+// reference, but a complete FFTW stays resident in the process (see load).
 #pragma once
 
 #include <pthread.h>
@@ -53,26 +54,16 @@ bool fftw3f_loaded();
 void unload_fftw3();
 void unload_fftw3f();
 
-// A reference of its own to the loaded library (null if it is not loaded),
-// released with unpin(). Every FFTW plan holds one, so that a plan that
-// outlives the last shut-down (which drops the loader's reference) can still
-// be executed and destroyed instead of calling into an unmapped library.
-void* pin_fftw3();
-void* pin_fftw3f();
-void unpin(void* pinned);
-
 // Traits that let one backend template serve both precisions.
 struct Double {
   using Real = double;
   using Plan = plan;
   static ApiD& api() { return g_fftw3; }
-  static void* pin() { return pin_fftw3(); }
 };
 struct Single {
   using Real = float;
   using Plan = planf;
   static ApiF& api() { return g_fftw3f; }
-  static void* pin() { return pin_fftw3f(); }
 };
 
 }  // namespace morvex::fftw

@@ -2,9 +2,9 @@
 // fftw::Single. The named classes in lib::fftw3 and lib::fftw3f derive from
 // these templates and add nothing.
 //
-// A backend copies the FFTW functions and takes a reference of its own to the
-// library when it is made, so it never depends on the loader's state again:
-// switching the option off, or the last shut-down unloading FFTW, leaves it
+// A backend copies the FFTW functions when it is made, so it never depends on
+// the loader's state again: switching the option off, or the last shut-down
+// unloading FFTW (which stays resident, see fftw_loader.cpp), leaves it
 // working until it is destroyed.
 //
 // Planning is lazy: the plan is made on the arrays of the first execution,
@@ -43,8 +43,8 @@ class PlannerLock {
   pthread_mutex_t& m_;
 };
 
-// What both directions share: the copied functions, the library reference,
-// the plan and its destruction.
+// What both directions share: the copied functions, the plan and its
+// destruction.
 template <class P>
 class FftwState {
  public:
@@ -52,8 +52,8 @@ class FftwState {
   using Plan = typename P::Plan;
   using FftwComplex = Real[2];
 
-  FftwState() : fn(P::api().fn), pinned(P::pin()) {
-    if (!pinned) throw StatusError(MORVEX_M_FAILED, "FFTW is not loaded");
+  FftwState() : fn(P::api().fn) {
+    if (!P::api().handle) throw StatusError(MORVEX_M_FAILED, "FFTW is not loaded");
   }
   ~FftwState() {
     // Plan destruction goes through FFTW's planner, so it takes the lock too.
@@ -63,7 +63,6 @@ class FftwState {
       fn.destroy_plan(plan);
       pthread_mutex_unlock(&P::api().planner_lock);
     }
-    fftw::unpin(pinned);
   }
   FftwState(const FftwState&) = delete;
   FftwState& operator=(const FftwState&) = delete;
@@ -71,7 +70,6 @@ class FftwState {
   int32_t alignment(const void* p) const { return fn.alignment_of(static_cast<Real*>(const_cast<void*>(p))); }
 
   typename fftw::Functions<Real, Plan> fn;
-  void* pinned;
   Plan plan = nullptr;
 };
 
