@@ -117,31 +117,22 @@ class BackendScope {
 template <class T>
 struct Api;
 
-template <>
-struct Api<float> {
-  using C = morvex_m_c32f32;
-  static constexpr auto dft = morvex_m_dft_f32;
-  static constexpr auto dft_divn = morvex_m_dft_divn_f32;
-  static constexpr auto idft = morvex_m_idft_f32;
-  static constexpr auto create = morvex_m_dft_plan_create_r2c_1d_f32;
-  static constexpr auto execute = morvex_m_dft_plan_execute_r2c_1d_f32;
-  static constexpr auto execute_divn = morvex_m_dft_plan_execute_r2c_1d_divn_f32;
-  static constexpr auto icreate = morvex_m_idft_plan_create_c2r_1d_f32;
-  static constexpr auto iexecute = morvex_m_idft_plan_execute_c2r_1d_f32;
-};
-
-template <>
-struct Api<double> {
-  using C = morvex_m_c64f64;
-  static constexpr auto dft = morvex_m_dft_f64;
-  static constexpr auto dft_divn = morvex_m_dft_divn_f64;
-  static constexpr auto idft = morvex_m_idft_f64;
-  static constexpr auto create = morvex_m_dft_plan_create_r2c_1d_f64;
-  static constexpr auto execute = morvex_m_dft_plan_execute_r2c_1d_f64;
-  static constexpr auto execute_divn = morvex_m_dft_plan_execute_r2c_1d_divn_f64;
-  static constexpr auto icreate = morvex_m_idft_plan_create_c2r_1d_f64;
-  static constexpr auto iexecute = morvex_m_idft_plan_execute_c2r_1d_f64;
-};
+#define MORVEX_DFT_TEST_API(T, S, CT)                                           \
+  template <>                                                                   \
+  struct Api<T> {                                                               \
+    using C = CT;                                                               \
+    static constexpr auto dft = morvex_m_dft_##S;                               \
+    static constexpr auto dft_divn = morvex_m_dft_divn_##S;                     \
+    static constexpr auto idft = morvex_m_idft_##S;                             \
+    static constexpr auto create = morvex_m_dft_plan_create_r2c_1d_##S;         \
+    static constexpr auto execute = morvex_m_dft_plan_execute_r2c_1d_##S;       \
+    static constexpr auto execute_divn = morvex_m_dft_plan_execute_r2c_1d_divn_##S; \
+    static constexpr auto icreate = morvex_m_idft_plan_create_c2r_1d_##S;       \
+    static constexpr auto iexecute = morvex_m_idft_plan_execute_c2r_1d_##S;     \
+  };
+MORVEX_DFT_TEST_API(float, f32, morvex_m_c32f32)
+MORVEX_DFT_TEST_API(double, f64, morvex_m_c64f64)
+#undef MORVEX_DFT_TEST_API
 
 template <class T>
 typename Api<T>::C* c(std::complex<T>* p) {

@@ -69,6 +69,24 @@ class FftwState {
 
   int32_t alignment(const void* p) const { return fn.alignment_of(static_cast<Real*>(const_cast<void*>(p))); }
 
+  // Runs the plan on this call's arrays through `again` (FFTW's new-array
+  // execute), or, the first time, makes it with `make` on these arrays under
+  // the planner lock and runs it as planned.
+  template <class Make, class Again>
+  Status execute(Make&& make, Again&& again) {
+    if (plan) {
+      again(plan);
+      return 0;
+    }
+    {
+      PlannerLock lock(P::api().planner_lock);
+      plan = make();
+    }
+    if (!plan) return MORVEX_M_FAILED;
+    fn.execute(plan);
+    return 0;
+  }
+
   typename fftw::Functions<Real, Plan> fn;
   Plan plan = nullptr;
 };
@@ -91,17 +109,8 @@ class FftwR2C : public AbstractDFTR2C1D<typename P::Real> {
     // r2c transforms leave their input alone; FFTW's signature just is not const.
     Real* src = const_cast<Real*>(in);
     auto* dst = reinterpret_cast<typename FftwState<P>::FftwComplex*>(out);
-    if (state.plan) {
-      state.fn.execute_dft_r2c(state.plan, src, dst);
-      return 0;
-    }
-    {
-      PlannerLock lock(P::api().planner_lock);
-      state.plan = state.fn.plan_dft_r2c_1d(int(this->inputCount), src, dst, fftw::kEstimate);
-    }
-    if (!state.plan) return MORVEX_M_FAILED;
-    state.fn.execute(state.plan);
-    return 0;
+    return state.execute([&] { return state.fn.plan_dft_r2c_1d(int(this->inputCount), src, dst, fftw::kEstimate); },
+                         [&](typename P::Plan p) { state.fn.execute_dft_r2c(p, src, dst); });
   }
 
  private:
@@ -125,17 +134,8 @@ class FftwC2R : public AbstractIDFTC2R1D<typename P::Real> {
   // FFTW's complex-to-real transforms overwrite their input bins.
   Status execute(Complex* in, uint64_t, Real* out, uint64_t) override {
     auto* src = reinterpret_cast<typename FftwState<P>::FftwComplex*>(in);
-    if (state.plan) {
-      state.fn.execute_dft_c2r(state.plan, src, out);
-      return 0;
-    }
-    {
-      PlannerLock lock(P::api().planner_lock);
-      state.plan = state.fn.plan_dft_c2r_1d(int(this->outputCount), src, out, fftw::kEstimate);
-    }
-    if (!state.plan) return MORVEX_M_FAILED;
-    state.fn.execute(state.plan);
-    return 0;
+    return state.execute([&] { return state.fn.plan_dft_c2r_1d(int(this->outputCount), src, out, fftw::kEstimate); },
+                         [&](typename P::Plan p) { state.fn.execute_dft_c2r(p, src, out); });
   }
 
  private:
