@@ -1,6 +1,8 @@
 """numpy.fft beside the library's transform plans, in the same process.
 
-Prints one line per measurement: name, n, median microseconds per transform.
+Prints one line per measurement: name, n, median microseconds of processor
+time per transform (process time, like the CPU column of morvex-bench, so
+that other load on the machine does not count).
 numpy.fft.rfft computes in double whatever the input (and allocates its
 output on every call); the library's plans are called through ctypes, which
 adds about a microsecond per call. Run with /usr/bin/python3 in the same
@@ -28,10 +30,10 @@ def median_us(call, n):
 
 
 def timed(call, reps):
-    t0 = time.perf_counter()
+    t0 = time.process_time()
     for _ in range(reps):
         call()
-    return (time.perf_counter() - t0) / reps
+    return (time.process_time() - t0) / reps
 
 
 def library(s, real, cplx, option, backend, n):
