@@ -24,8 +24,7 @@ class AbstractDFT {
   // accept any address, FFTW's own class for FFTW plans.
   virtual int32_t alignmentOf(const void* p) const;
 
-  uint64_t getInputCount() const { return inputCount; }
-  uint64_t getOutputCount() const { return outputCount; }
+  // The alignment classes recorded at creation.
   int32_t getInputAlignment() const { return inputAlignment; }
   int32_t getOutputAlignment() const { return outputAlignment; }
 
