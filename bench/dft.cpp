@@ -1,0 +1,213 @@
+// Transforms: plan execution on each backend beside the same library called
+// directly in the same run (FFTW with the same FFTW_ESTIMATE plan, Eigen's FFT
+// with the same flags), so that the ratio is the cost of the plan layer; and
+// the one-shot exports beside plan creation + execution + destruction.
+#include <complex>
+#include <random>
+#include <string>
+#include <unsupported/Eigen/FFT>
+
+#include "bench_util.h"
+
+#ifdef MORVEX_BENCH_HAVE_FFTW
+#include <fftw3.h>
+#endif
+
+namespace morvex::bench {
+namespace {
+
+constexpr int64_t kSizes[] = {1024, 4096, 65536, 1 << 20};
+
+// The typed exports and FFTW's functions of each precision.
+template <class T>
+struct Types;
+
+#ifdef MORVEX_BENCH_HAVE_FFTW
+#define MORVEX_BENCH_FFTW(T, F)                                                                    \
+  using FftwPlan = F##_plan;                                                                       \
+  static FftwPlan r2c(int n, T* in, C* out) {                                                      \
+    return F##_plan_dft_r2c_1d(n, in, reinterpret_cast<F##_complex*>(out), FFTW_ESTIMATE);         \
+  }                                                                                                \
+  static FftwPlan c2r(int n, C* in, T* out) {                                                      \
+    return F##_plan_dft_c2r_1d(n, reinterpret_cast<F##_complex*>(in), out, FFTW_ESTIMATE);         \
+  }                                                                                                \
+  static void run(FftwPlan p) { F##_execute(p); }                                                  \
+  static void destroy(FftwPlan p) { F##_destroy_plan(p); }
+#else
+#define MORVEX_BENCH_FFTW(T, F)
+#endif
+
+#define MORVEX_BENCH_TYPES(T, S, CT, OPTION, F)                         \
+  template <>                                                           \
+  struct Types<T> {                                                     \
+    using C = CT;                                                       \
+    static constexpr const char* name = #S;                             \
+    static constexpr int32_t option = OPTION;                           \
+    static constexpr auto create = morvex_m_dft_plan_create_r2c_1d_##S; \
+    static constexpr auto execute = morvex_m_dft_plan_execute_r2c_1d_##S; \
+    static constexpr auto icreate = morvex_m_idft_plan_create_c2r_1d_##S; \
+    static constexpr auto iexecute = morvex_m_idft_plan_execute_c2r_1d_##S; \
+    static constexpr auto once = morvex_m_dft_##S;                      \
+    MORVEX_BENCH_FFTW(T, F)                                             \
+  };
+MORVEX_BENCH_TYPES(float, f32, morvex_m_c32f32, MORVEX_M_OPT_FFTW3F, fftwf)
+MORVEX_BENCH_TYPES(double, f64, morvex_m_c64f64, MORVEX_M_OPT_FFTW3, fftw)
+#undef MORVEX_BENCH_TYPES
+#undef MORVEX_BENCH_FFTW
+
+enum Backend { kEigen, kFftw };
+
+// Selects the backend for plans made in its scope; false if FFTW is missing.
+bool use_backend(benchmark::State& state, int32_t option, Backend b) {
+  if (b == kEigen) return morvex_m_setopt(option, 0) == 0;
+  if (morvex_m_setopt(option, 1) == 0) return true;
+  state.SkipWithError("FFTW cannot be loaded");
+  return false;
+}
+
+// The arrays of one transform of n samples: the signal, its bins, and the
+// samples an inverse writes.
+template <class T>
+struct Arrays {
+  explicit Arrays(size_t n_) : n(n_), bins(n_ / 2 + 1), x(n_), X(bins), y(n_) {
+    std::mt19937 rng(1);
+    std::uniform_real_distribution<T> d(-1, 1);
+    for (size_t i = 0; i < n; ++i) x[i] = d(rng);
+  }
+  size_t n, bins;
+  Array<T> x;
+  Array<typename Types<T>::C> X;
+  Array<T> y;
+};
+
+// Times f, one transform of n samples per call.
+template <class F>
+void measure(benchmark::State& state, size_t n, F&& f) {
+  for (auto _ : state) {
+    f();
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+
+template <class T>
+void plan_forward(benchmark::State& state, Backend b) {
+  using X = Types<T>;
+  if (!use_backend(state, X::option, b)) return;
+  Arrays<T> a(state.range(0));
+  morvex_m_dft_plan* plan = nullptr;
+  X::create(a.x.data(), a.n, a.X.data(), a.bins, &plan);
+  X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins);  // FFTW plans on the first execution
+  measure(state, a.n, [&] { X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins); });
+  morvex_m_dft_plan_destroy(plan);
+  morvex_m_setopt(X::option, 0);
+}
+
+template <class T>
+void plan_inverse(benchmark::State& state, Backend b) {
+  using X = Types<T>;
+  if (!use_backend(state, X::option, b)) return;
+  Arrays<T> a(state.range(0));
+  morvex_m_dft_plan* plan = nullptr;
+  X::icreate(a.X.data(), a.bins, a.y.data(), a.n, &plan);
+  X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n);
+  measure(state, a.n, [&] { X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n); });
+  morvex_m_dft_plan_destroy(plan);
+  morvex_m_setopt(X::option, 0);
+}
+
+#ifdef MORVEX_BENCH_HAVE_FFTW
+template <class T>
+void fftw_forward(benchmark::State& state) {
+  Arrays<T> a(state.range(0));
+  const auto p = Types<T>::r2c(int(a.n), a.x.data(), a.X.data());
+  measure(state, a.n, [&] { Types<T>::run(p); });
+  Types<T>::destroy(p);
+}
+
+template <class T>
+void fftw_inverse(benchmark::State& state) {
+  Arrays<T> a(state.range(0));
+  const auto p = Types<T>::c2r(int(a.n), a.X.data(), a.y.data());
+  measure(state, a.n, [&] { Types<T>::run(p); });
+  Types<T>::destroy(p);
+}
+#endif
+
+template <class T>
+void eigen_forward(benchmark::State& state) {
+  Arrays<T> a(state.range(0));
+  Eigen::FFT<T> fft;
+  fft.SetFlag(Eigen::FFT<T>::HalfSpectrum);
+  auto* out = reinterpret_cast<std::complex<T>*>(a.X.data());
+  measure(state, a.n, [&] { fft.fwd(out, a.x.data(), int(a.n)); });
+}
+
+template <class T>
+void eigen_inverse(benchmark::State& state) {
+  Arrays<T> a(state.range(0));
+  Eigen::FFT<T> fft;
+  fft.SetFlag(Eigen::FFT<T>::HalfSpectrum);
+  fft.SetFlag(Eigen::FFT<T>::Unscaled);
+  const auto* in = reinterpret_cast<const std::complex<T>*>(a.X.data());
+  measure(state, a.n, [&] { fft.inv(a.y.data(), in, int(a.n)); });
+}
+
+// One-shot export, and the same work spelled out with a plan.
+template <class T>
+void one_shot(benchmark::State& state, Backend b) {
+  using X = Types<T>;
+  if (!use_backend(state, X::option, b)) return;
+  Arrays<T> a(state.range(0));
+  measure(state, a.n, [&] { X::once(a.x.data(), a.n, a.X.data(), a.bins); });
+  morvex_m_setopt(X::option, 0);
+}
+
+template <class T>
+void create_execute_destroy(benchmark::State& state, Backend b) {
+  using X = Types<T>;
+  if (!use_backend(state, X::option, b)) return;
+  Arrays<T> a(state.range(0));
+  measure(state, a.n, [&] {
+    morvex_m_dft_plan* plan = nullptr;
+    X::create(a.x.data(), a.n, a.X.data(), a.bins, &plan);
+    X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins);
+    morvex_m_dft_plan_destroy(plan);
+  });
+  morvex_m_setopt(X::option, 0);
+}
+
+// Registered so that each measurement sits next to its peer: per precision and
+// size, plan then direct call, FFTW then Eigen, forward then inverse.
+template <class T>
+void register_all() {
+  const std::string t = Types<T>::name;
+  for (int64_t n : kSizes) {
+    benchmark::RegisterBenchmark(("dft/" + t + "/r2c/plan-fftw").c_str(), plan_forward<T>, kFftw)->Arg(n);
+#ifdef MORVEX_BENCH_HAVE_FFTW
+    benchmark::RegisterBenchmark(("dft/" + t + "/r2c/fftw-direct").c_str(), fftw_forward<T>)->Arg(n);
+#endif
+    benchmark::RegisterBenchmark(("dft/" + t + "/r2c/plan-eigen").c_str(), plan_forward<T>, kEigen)->Arg(n);
+    benchmark::RegisterBenchmark(("dft/" + t + "/r2c/eigen-direct").c_str(), eigen_forward<T>)->Arg(n);
+    benchmark::RegisterBenchmark(("dft/" + t + "/c2r/plan-fftw").c_str(), plan_inverse<T>, kFftw)->Arg(n);
+#ifdef MORVEX_BENCH_HAVE_FFTW
+    benchmark::RegisterBenchmark(("dft/" + t + "/c2r/fftw-direct").c_str(), fftw_inverse<T>)->Arg(n);
+#endif
+    benchmark::RegisterBenchmark(("dft/" + t + "/c2r/plan-eigen").c_str(), plan_inverse<T>, kEigen)->Arg(n);
+    benchmark::RegisterBenchmark(("dft/" + t + "/c2r/eigen-direct").c_str(), eigen_inverse<T>)->Arg(n);
+  }
+  for (int64_t n : {int64_t(4096), int64_t(65536)}) {
+    for (Backend b : {kFftw, kEigen}) {
+      const std::string which = b == kFftw ? "fftw" : "eigen";
+      benchmark::RegisterBenchmark(("dft/" + t + "/once/" + which).c_str(), one_shot<T>, b)->Arg(n);
+      benchmark::RegisterBenchmark(("dft/" + t + "/create-execute-destroy/" + which).c_str(),
+                                   create_execute_destroy<T>, b)
+          ->Arg(n);
+    }
+  }
+}
+
+const bool registered = (register_all<float>(), register_all<double>(), true);
+
+}  // namespace
+}  // namespace morvex::bench
