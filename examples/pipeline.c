@@ -108,8 +108,8 @@ int main(int argc, char** argv) {
     uint64_t peak = 1; /* skip the DC bin */
     float peak_db = -INFINITY;
     morvex_m_index_max_f32(db, bins, &peak, &peak_db);
-    printf("         strongest frequency %.1f Hz at %.1f dBV\n", (double)peak * kSampleRate / (double)n,
-           (double)peak_db + 0.0 /* no "-0.0" */);
+    printf("         strongest frequency %.1f Hz at %+.2f dBV\n", (double)peak * kSampleRate / (double)n,
+           (double)peak_db);
   }
   printf("%llu rising edges in %zu samples\n", (unsigned long long)edges, blocks * n);
 
