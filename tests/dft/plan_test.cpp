@@ -152,17 +152,17 @@ void expect_reuse(Backend b) {
   morvex_m_dft_plan_destroy(second);
 
   // The same for an inverse plan (whose FFTW input is overwritten: refilled).
-  const std::vector<std::complex<T>> spec = random_bins<T>(bins, 2);
+  const std::vector<std::complex<T>> spectrum = random_bins<T>(bins, 2);
   Buffer<T> y(n), y2(n), y_off(n + 1);
   std::vector<T> y_fresh(n);
   ASSERT_EQ(Api<T>::icreate(c(A.data()), bins, y.data(), n, &plan), 0);
   ASSERT_EQ(Api<T>::iexecute(plan, c(A.data()), bins, y.data(), n), 0);
-  std::copy(spec.begin(), spec.end(), B.begin());
+  std::copy(spectrum.begin(), spectrum.end(), B.begin());
   ASSERT_EQ(Api<T>::iexecute(plan, c(B.data()), bins, y2.data(), n), 0);
-  std::copy(spec.begin(), spec.end(), B.begin());
+  std::copy(spectrum.begin(), spectrum.end(), B.begin());
   ASSERT_EQ(Api<T>::idft(c(B.data()), bins, y_fresh.data(), n), 0);
   EXPECT_TRUE(all_same_bits(y2.data(), y_fresh.data(), n));
-  std::copy(spec.begin(), spec.end(), B.begin());
+  std::copy(spectrum.begin(), spectrum.end(), B.begin());
   EXPECT_EQ(Api<T>::iexecute(plan, c(B.data()), bins, reinterpret_cast<T*>(reinterpret_cast<char*>(y_off.data()) + 8), n),
             refused);
   morvex_m_idft_plan_destroy(plan);

@@ -80,14 +80,14 @@ def run(backend, s, n, rng):
 
     # Inverse: numpy's irfft divides by n; the library does not. The input is
     # copied before each call (FFTW overwrites it).
-    spec = (rng.uniform(-1, 1, bins) + 1j * rng.uniform(-1, 1, bins)).astype(cplx)
-    want = np.fft.irfft(spec.astype(np.complex128), n) * n
+    spectrum = (rng.uniform(-1, 1, bins) + 1j * rng.uniform(-1, 1, bins)).astype(cplx)
+    want = np.fft.irfft(spectrum.astype(np.complex128), n) * n
     out = np.empty(n, real)
-    tmp = spec.copy()
+    tmp = spectrum.copy()
     c.check(a["idft"](ptr(tmp), bins, ptr(out), n) == 0, f"{where}: idft status")
     close(out, want, eps, n, f"{where}: one-shot inverse")
     iplan = vp()
-    tmp = spec.copy()
+    tmp = spectrum.copy()
     c.check(a["icreate"](ptr(tmp), bins, ptr(out), n, ctypes.byref(iplan)) == 0, f"{where}: icreate")
     c.check(a["iexecute"](iplan, ptr(tmp), bins, ptr(out), n) == 0, f"{where}: iexecute")
     close(out, want, eps, n, f"{where}: plan inverse")
