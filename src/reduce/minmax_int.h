@@ -75,6 +75,15 @@ struct I16Lanes {
 // Ops provides: T, V, kPairMax, load (unaligned), load_aligned, min, max,
 // add and sub (wrapping; used with kPairMax), and fold_min / fold_max (the
 // extreme of all lanes of a vector).
+// op over K vectors as a balanced tree: independent operations that the
+// processor can run side by side.
+template <class V, uint64_t K, class Op>
+inline V tree(const V (&v)[K], Op op) {
+  if constexpr (K == 2) return op(v[0], v[1]);
+  if constexpr (K == 4) return op(op(v[0], v[1]), op(v[2], v[3]));
+  if constexpr (K == 8) return op(op(op(v[0], v[1]), op(v[2], v[3])), op(op(v[4], v[5]), op(v[6], v[7])));
+}
+
 template <class Ops, bool kMin, bool kMax>
 void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typename Ops::T* pmax) {
   using T = typename Ops::T;
@@ -104,15 +113,11 @@ void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typ
           lo[g] = Ops::min(a[2 * g], a[2 * g + 1]);
           hi[g] = Ops::sub(Ops::add(a[2 * g], a[2 * g + 1]), lo[g]);
         }
-        vmin = Ops::min(vmin, Ops::min(Ops::min(lo[0], lo[1]), Ops::min(lo[2], lo[3])));
-        vmax = Ops::max(vmax, Ops::max(Ops::max(hi[0], hi[1]), Ops::max(hi[2], hi[3])));
+        vmin = Ops::min(vmin, tree(lo, Ops::min));
+        vmax = Ops::max(vmax, tree(hi, Ops::max));
       } else {
-        if constexpr (kMin)
-          vmin = Ops::min(vmin, Ops::min(Ops::min(Ops::min(a[0], a[1]), Ops::min(a[2], a[3])),
-                                         Ops::min(Ops::min(a[4], a[5]), Ops::min(a[6], a[7]))));
-        if constexpr (kMax)
-          vmax = Ops::max(vmax, Ops::max(Ops::max(Ops::max(a[0], a[1]), Ops::max(a[2], a[3])),
-                                         Ops::max(Ops::max(a[4], a[5]), Ops::max(a[6], a[7]))));
+        if constexpr (kMin) vmin = Ops::min(vmin, tree(a, Ops::min));
+        if constexpr (kMax) vmax = Ops::max(vmax, tree(a, Ops::max));
       }
     }
   };
