@@ -17,7 +17,8 @@ template <class Lanes>
 struct SseCommon : Lanes {
   using T = typename Lanes::T;
   using V = __m128i;
-  static constexpr bool kPairMax = true;
+  static constexpr uint64_t kPairGroup = 8;
+  static constexpr bool kKeepLoads = false;
   static V load(const T* p) { return _mm_loadu_si128(reinterpret_cast<const V*>(p)); }
   static V load_aligned(const T* p) { return _mm_load_si128(reinterpret_cast<const V*>(p)); }
 };

@@ -82,8 +82,8 @@ TYPED_TEST(MinMaxAll, RunningRuleEverywhere) {
 }
 
 // The 8- and 16-bit kernels read whole vectors of 16 or 32 bytes in groups
-// of eight, from the first vector boundary on, and finish with a vector that
-// overlaps the previous ones. Lengths around one and two groups, every kind
+// of four or eight, from the first vector boundary on, and finish with a
+// vector that overlaps the previous ones. Lengths around one and two groups, every kind
 // of start within a 32-byte vector, and the extremes planted at every
 // position (the minimum at p, the maximum elsewhere) over full-range random
 // background, whose pairwise sums wrap.
@@ -95,7 +95,7 @@ TYPED_TEST_SUITE(MinMaxSmallIntegers, SmallIntegerTypes);
 TYPED_TEST(MinMaxSmallIntegers, GroupSeamsTailsAndStarts) {
   using T = TypeParam;
   constexpr T lo = std::numeric_limits<T>::lowest(), hi = std::numeric_limits<T>::max();
-  constexpr size_t W = 32 / sizeof(T), group = 8 * W;  // the widest kernel's vector and group
+  constexpr size_t W = 32 / sizeof(T), group = 8 * W;  // the widest vector, the longest group
   for_each_kernel_config([&](const auto&) {
     for (size_t off : {size_t(0), size_t(1), W / 2 - 1, W - 1})
       for (size_t n : {W - 1, W, W + 1, group - 1, group, group + 1, 2 * group + W + 3, 3 * group - 1}) {
