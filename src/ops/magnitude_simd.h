@@ -39,10 +39,13 @@
 // rl == rh == c. Where |t| >= u/8, kSlack * |t| >= 2^-19 u (2^-16 u) covers
 // the errors with a margin of three or more.
 //
-// The fast path needs s >= 2^-100 (below it the rounding of subnormal
-// intermediates is no longer small against D) and finite values throughout:
-// zeros, infinities and NaNs give NaN in c and fail rl == rh on their own, and
-// s >= 2^-100 is one more compare. A group with a failing lane is done by the
+// The fast path needs s >= 2^-72 and finite values throughout. Below 2^-72
+// the intermediates that may be subnormal (the squares' errors, small parts)
+// start to matter: each is off by at most 2^-150 when rounded, or by up to
+// 2^-126 when the caller runs with flush-to-zero, which costs t at most
+// 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Zeros, infinities and
+// NaNs give NaN in c and fail rl == rh on their own; s >= 2^-72 is one more
+// compare. A group with a failing lane is done by the
 // baseline kernel (double square root, cabsf for non-finite results), which
 // is exact for every input.
 #pragma once
@@ -86,7 +89,7 @@ inline bool magnitude_group(const float* p, typename Ops::V& result) {
   const V rl = Ops::fmadd(t, Ops::set1(1.0f - Ops::kSlack), c);
   const V rh = Ops::fmadd(t, Ops::set1(1.0f + Ops::kSlack), c);
   result = rh;
-  return Ops::all_equal_and_ge(rl, rh, s, Ops::set1(0x1p-100f));
+  return Ops::all_equal_and_ge(rl, rh, s, Ops::set1(0x1p-72f));
 }
 
 // How far ahead of the loop the input is prefetched on long records.
