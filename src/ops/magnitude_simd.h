@@ -45,9 +45,8 @@
 // 2^-126 when the caller runs with flush-to-zero, which costs t at most
 // 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Zeros, infinities and
 // NaNs give NaN in c and fail rl == rh on their own; s >= 2^-72 is one more
-// compare. A group with a failing lane is done by the
-// baseline kernel (double square root, cabsf for non-finite results), which
-// is exact for every input.
+// compare. A group with a failing lane is done by the baseline kernel
+// (double square root, cabsf for non-finite results), exact for every input.
 #pragma once
 
 #include <immintrin.h>
