@@ -107,6 +107,7 @@ BENCHMARK(BM_abs_f32)->ArgsProduct({{kBlock, kRecord}, {0, 3}});
 
 void BM_magnitude_c32f32(benchmark::State& state) {
   const size_t n = size_t(state.range(0));
+  ConfigScope config(state, int(state.range(1)));
   Array<morvex_m_c32f32> in(n);
   Array<float> out(n);
   for (size_t i = 0; i < n; ++i) in[i] = {std::cos(float(i)), std::sin(float(i)) * 3.0f};
@@ -116,7 +117,7 @@ void BM_magnitude_c32f32(benchmark::State& state) {
   }
   set_bytes(state, 8 * n, 4 * n);
 }
-BENCHMARK(BM_magnitude_c32f32)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_magnitude_c32f32)->ArgsProduct({{kBlock, kRecord}, {0, 1, 2}});  // AVX-512, AVX2, baseline
 
 void BM_log10_f32(benchmark::State& state) {
   const size_t n = size_t(state.range(0));

@@ -60,9 +60,10 @@ void fill_ramp(Array<T>& a) {
     }                                                                                  \
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
   }                                                                                    \
-  BENCHMARK(BM_minmax_##S)->ArgsProduct({{kBlock, kRecord}, {0, 4}});
+  BENCHMARK(BM_minmax_##S)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
 MORVEX_BENCH_MINMAX(uint8_t, u8)
 MORVEX_BENCH_MINMAX(uint16_t, u16)
+MORVEX_BENCH_MINMAX(int16_t, i16)
 MORVEX_BENCH_MINMAX(float, f32)
 #undef MORVEX_BENCH_MINMAX
 

@@ -34,7 +34,7 @@ def best_ns(stmt):
 def main():
     rows = []
     for n in (BLOCK, RECORD):
-        for name, dtype in (("u8", np.uint8), ("u16", np.uint16), ("f32", np.float32)):
+        for name, dtype in (("u8", np.uint8), ("u16", np.uint16), ("i16", np.int16), ("f32", np.float32)):
             a = ramp(n, dtype)
             rows.append((f"numpy min+max {name}/{n}", best_ns(lambda: (a.min(), a.max()))))
         for name, dtype in (("u8", np.uint8), ("u16", np.uint16)):

@@ -80,8 +80,10 @@ MORVEX_M_API int32_t morvex_m_square_sum_f64(const double* data, uint64_t count,
  *    NaN only when the last element is NaN;
  *  - of equal values the later is kept: -0.0 then +0.0 gives +0.0.
  *
- * Processor variants: i16, u8, u16, f32 with SSE4.2; f64 with AVX, else
- * SSE4.2. Results never depend on the variant.
+ * Processor variants, chosen at each call from the option flags: i16, u8
+ * and u16 with AVX2 and FMA3 (both flags on), else SSE4.2; f32 with SSE4.2;
+ * f64 with AVX, else SSE4.2. Results never depend on the variant (integer
+ * extremes are exact in any lane order; the float variants keep the rule).
  *
  * Example: int16_t lo, hi; morvex_m_minmax_i16(block, n, &lo, &hi);
  */

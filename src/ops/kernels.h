@@ -56,9 +56,10 @@ MORVEX_SHR_CLIP(avx2)
 #undef MORVEX_SHR_CLIP
 
 // ---------------------------------------------------------------- complex magnitude
-// Chosen at each call: AVX-512F+CD, else the baseline kernel (math.cpp); both
-// give cabsf's result exactly.
+// Chosen at each call: AVX-512F+CD, else AVX2+FMA3, else the baseline kernel
+// (math.cpp); all give cabsf's result exactly.
 void magnitude_c32f32_plain(const float* in, float* out, uint64_t n);
+void magnitude_c32f32_avx2(const float* in, float* out, uint64_t n);
 void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n);
 
 // ---------------------------------------------------------------- deinterleave

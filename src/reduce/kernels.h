@@ -42,6 +42,9 @@ MORVEX_MINMAX_KERNEL(uint16_t, u16, sse42)
 MORVEX_MINMAX_KERNEL(float, f32, sse42)
 MORVEX_MINMAX_KERNEL(double, f64, sse42)
 MORVEX_MINMAX_KERNEL(double, f64, avx)
+MORVEX_MINMAX_KERNEL(int16_t, i16, avx2)
+MORVEX_MINMAX_KERNEL(uint8_t, u8, avx2)
+MORVEX_MINMAX_KERNEL(uint16_t, u16, avx2)
 #undef MORVEX_MINMAX_KERNEL
 
 // ---------------------------------------------------------------- searches

@@ -1,78 +1,40 @@
-// Extremes, SSE4.2: i16, u8 and u16 sixteen bytes at a time; f32 and f64
-// through the exact float kernel of minmax_float.h.
+// Extremes, SSE4.2: i16, u8 and u16 sixteen bytes at a time through the
+// integer kernel of minmax_int.h; f32 and f64 through the exact float kernel
+// of minmax_float.h.
 #include <immintrin.h>
 
 #include <cstdint>
 
 #include "reduce/kernels.h"
 #include "reduce/minmax_float.h"
+#include "reduce/minmax_int.h"
 
 namespace morvex::reduce {
 
 namespace {
 
-struct U8 {
-  using T = uint8_t;
-  static __m128i min(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
-  static __m128i max(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
-};
-struct U16 {
-  using T = uint16_t;
-  static __m128i min(__m128i a, __m128i b) { return _mm_min_epu16(a, b); }
-  static __m128i max(__m128i a, __m128i b) { return _mm_max_epu16(a, b); }
-};
-struct I16 {
-  using T = int16_t;
-  static __m128i min(__m128i a, __m128i b) { return _mm_min_epi16(a, b); }
-  static __m128i max(__m128i a, __m128i b) { return _mm_max_epi16(a, b); }
+template <class Lanes>
+struct SseCommon : Lanes {
+  using T = typename Lanes::T;
+  using V = __m128i;
+  static constexpr uint64_t kPairGroup = 8;
+  static constexpr bool kKeepLoads = false;
+  static V load(const T* p) { return _mm_loadu_si128(reinterpret_cast<const V*>(p)); }
+  static V load_aligned(const T* p) { return _mm_load_si128(reinterpret_cast<const V*>(p)); }
 };
 
-inline __m128i load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
-
-// Folds the lanes of v with op until lane 0 holds the extreme of all lanes.
-template <class Ops, class Op>
-inline typename Ops::T horizontal(__m128i v, Op op) {
-  v = op(v, _mm_srli_si128(v, 8));
-  v = op(v, _mm_srli_si128(v, 4));
-  v = op(v, _mm_srli_si128(v, 2));
-  if constexpr (sizeof(typename Ops::T) == 1) v = op(v, _mm_srli_si128(v, 1));
-  return typename Ops::T(_mm_cvtsi128_si32(v));
-}
-
-// Integers: any grouping gives the exact extremes, so four vectors are
-// folded per step and the last vector may overlap elements already seen.
-template <class Ops, bool kMin, bool kMax>
-void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typename Ops::T* pmax) {
-  using T = typename Ops::T;
-  constexpr uint64_t W = 16 / sizeof(T);
-  if (n < W) return running_minmax<T, kMin, kMax>(x, n, pmin, pmax);
-  __m128i vmin = load(x), vmax = vmin;
-  uint64_t i = W;
-  for (; i + 4 * W <= n; i += 4 * W) {
-    const __m128i a = load(x + i), b = load(x + i + W), c = load(x + i + 2 * W), d = load(x + i + 3 * W);
-    if constexpr (kMin) vmin = Ops::min(vmin, Ops::min(Ops::min(a, b), Ops::min(c, d)));
-    if constexpr (kMax) vmax = Ops::max(vmax, Ops::max(Ops::max(a, b), Ops::max(c, d)));
-  }
-  for (; i + W <= n; i += W) {
-    const __m128i a = load(x + i);
-    if constexpr (kMin) vmin = Ops::min(vmin, a);
-    if constexpr (kMax) vmax = Ops::max(vmax, a);
-  }
-  if (i < n) {
-    const __m128i a = load(x + n - W);
-    if constexpr (kMin) vmin = Ops::min(vmin, a);
-    if constexpr (kMax) vmax = Ops::max(vmax, a);
-  }
-  if constexpr (kMin) *pmin = horizontal<Ops>(vmin, Ops::min);
-  if constexpr (kMax) *pmax = horizontal<Ops>(vmax, Ops::max);
-}
-
-template <class Ops>
-void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typename Ops::T* pmax) {
-  for_requested(pmin, pmax, [&](auto want_min, auto want_max) {
-    int_minmax<Ops, decltype(want_min)::value, decltype(want_max)::value>(x, n, pmin, pmax);
-  });
-}
+struct U8 : SseCommon<U8Lanes> {
+  static V add(V a, V b) { return _mm_add_epi8(a, b); }
+  static V sub(V a, V b) { return _mm_sub_epi8(a, b); }
+};
+struct U16 : SseCommon<U16Lanes> {
+  static V add(V a, V b) { return _mm_add_epi16(a, b); }
+  static V sub(V a, V b) { return _mm_sub_epi16(a, b); }
+};
+struct I16 : SseCommon<I16Lanes> {
+  static V add(V a, V b) { return _mm_add_epi16(a, b); }
+  static V sub(V a, V b) { return _mm_sub_epi16(a, b); }
+};
 
 struct F32 {
   using T = float;

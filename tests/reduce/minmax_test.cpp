@@ -81,6 +81,51 @@ TYPED_TEST(MinMaxAll, RunningRuleEverywhere) {
   });
 }
 
+// The 8- and 16-bit kernels read whole vectors of 16 or 32 bytes in groups
+// of four or eight, from the first vector boundary on, and finish with a
+// vector that overlaps the previous ones. Lengths around one and two groups, every kind
+// of start within a 32-byte vector, and the extremes planted at every
+// position (the minimum at p, the maximum elsewhere) over full-range random
+// background, whose pairwise sums wrap.
+template <class T>
+class MinMaxSmallIntegers : public ::testing::Test {};
+using SmallIntegerTypes = ::testing::Types<uint8_t, uint16_t, int16_t>;
+TYPED_TEST_SUITE(MinMaxSmallIntegers, SmallIntegerTypes);
+
+TYPED_TEST(MinMaxSmallIntegers, GroupSeamsTailsAndStarts) {
+  using T = TypeParam;
+  constexpr T lo = std::numeric_limits<T>::lowest(), hi = std::numeric_limits<T>::max();
+  constexpr size_t W = 32 / sizeof(T), group = 8 * W;  // the widest vector, the longest group
+  for_each_kernel_config([&](const auto&) {
+    for (size_t off : {size_t(0), size_t(1), W / 2 - 1, W - 1})
+      for (size_t n : {W - 1, W, W + 1, group - 1, group, group + 1, 2 * group + W + 3, 3 * group - 1}) {
+        Buffer<T> x(n, off);
+        morvex::test::fill_random(x.data(), n, uint32_t(n * 131 + off));
+        for (T& v : x) v = v == lo ? T(lo + 1) : v == hi ? T(hi - 1) : v;
+        for (size_t p = 0; p < n; ++p) {
+          const size_t q = (p * 7 + 3) % n == p ? (p + 1) % n : (p * 7 + 3) % n;
+          const T keep_p = x[p], keep_q = x[q];
+          x[p] = lo;
+          if (q != p) x[q] = hi;
+          T mn = 1, mx = 1, only = 1;
+          MinMax<T>::fn(x.data(), n, &mn, &mx);
+          ASSERT_EQ(mn, lo) << "n=" << n << " off=" << off << " min at " << p;
+          if (q != p) {
+            ASSERT_EQ(mx, hi) << "n=" << n << " off=" << off << " max at " << q;
+          }
+          MinMax<T>::fn(x.data(), n, &only, nullptr);
+          ASSERT_EQ(only, lo) << "min only, n=" << n << " at " << p;
+          if (q != p) {
+            MinMax<T>::fn(x.data(), n, nullptr, &only);
+            ASSERT_EQ(only, hi) << "max only, n=" << n << " at " << q;
+          }
+          x[p] = keep_p;
+          x[q] = keep_q;
+        }
+      }
+  });
+}
+
 template <class T>
 class MinMaxFloat : public ::testing::Test {};
 using FloatTypes = ::testing::Types<float, double>;
