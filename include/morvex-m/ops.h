@@ -57,7 +57,8 @@ extern "C" {
  *   magnitude_c32f32 / _c64f64 in, out, count   out[i] = cabsf / cabs of in[i],
  *                                               identical element by element
  *                                               (magnitude_c32f32 picks an
- *                                               AVX-512F+CD kernel at each call
+ *                                               AVX-512F+CD kernel, else an
+ *                                               AVX2+FMA3 kernel, at each call
  *                                               where enabled; same results;
  *                                               out may equal in)
  *
