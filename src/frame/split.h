@@ -51,31 +51,36 @@ struct SplitTask {
 
 namespace detail {
 
-template <class P, void (*Kernel)(uint64_t, const P&)>
+template <class P, void (*Block)(uint64_t, uint64_t, uint64_t, const P&)>
 void run_chunk(const SplitTask& t) {
-  const P& p = *static_cast<const P*>(t.params);
-  const uint64_t b = *t.begin;
-  for (uint64_t i = t.first; i < t.end; ++i) Kernel(b + i * t.step, p);
+  Block(*t.begin + t.first * t.step, t.step, t.end - t.first, *static_cast<const P*>(t.params));
+}
+
+template <class P, void (*Block)(uint64_t, uint64_t, uint64_t, const P&)>
+void task_body(void* record) {
+  run_chunk<P, Block>(*static_cast<const SplitTask*>(record));
 }
 
 template <class P, void (*Kernel)(uint64_t, const P&)>
-void task_body(void* record) {
-  run_chunk<P, Kernel>(*static_cast<const SplitTask*>(record));
+void element_block(uint64_t first, uint64_t step, uint64_t count, const P& params) {
+  for (uint64_t k = 0; k < count; ++k) Kernel(first + k * step, params);
 }
 
 }  // namespace detail
 
-// Calls Kernel(begin + i * step, params) for every loop index i of the range
-// [begin, end), spread over the default task pool. Kernel must compute and
-// store one element and touch nothing shared but its own output element.
+// Calls Block(first, step, count, params) once per chunk of the range
+// [begin, end): the chunk's elements are first, first + step, ... (count of
+// them). The chunks are those split_range makes; a kernel that works on a run
+// of elements at once (several per vector, say) takes this form. Block must
+// store its elements and touch nothing shared but its own outputs.
 // Allocation failure or a throwing pool ends the process: nothing here may
 // leave a half-written output behind.
-template <class P, void (*Kernel)(uint64_t, const P&)>
-void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
+template <class P, void (*Block)(uint64_t, uint64_t, uint64_t, const P&)>
+void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
   if (end <= begin) return;
   const uint64_t length = end - begin;
   if (length <= step) {  // a single element: no task
-    Kernel(begin, params);
+    Block(begin, step, 1, params);
     return;
   }
   const uint64_t n = step == 1 ? length : (length - 1) / step + 1;
@@ -91,10 +96,10 @@ void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) n
       --layout.r;
     }
     tasks.push_back(SplitTask{&begin, b, b + len, step, &params, nullptr});
-    tasks.back().handle = morvex_tp_context_new_task(nullptr, &detail::task_body<P, Kernel>, &tasks.back());
+    tasks.back().handle = morvex_tp_context_new_task(nullptr, &detail::task_body<P, Block>, &tasks.back());
     b += len;
   }
-  detail::run_chunk<P, Kernel>(SplitTask{&begin, b, n, step, &params, nullptr});
+  detail::run_chunk<P, Block>(SplitTask{&begin, b, n, step, &params, nullptr});
 
   if (!tasks.empty()) {
     std::vector<morvex_tp_task*> handles;
@@ -104,6 +109,14 @@ void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) n
   }
   for (const SplitTask& t : tasks)
     if (t.handle) morvex_tp_task_delete(t.handle);
+}
+
+// Calls Kernel(begin + i * step, params) for every loop index i of the range
+// [begin, end), spread over the default task pool. Kernel must compute and
+// store one element and touch nothing shared but its own output element.
+template <class P, void (*Kernel)(uint64_t, const P&)>
+void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
+  split_blocks<P, detail::element_block<P, Kernel>>(begin, end, step, params);
 }
 
 }  // namespace morvex::frame

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "frame/split.h"
+#include "generate/cos_exact.h"
 #include "generate/sample.h"
 #include "morvex-m/generate.h"
 
@@ -33,10 +34,20 @@ struct CosineSymmetric {
   T lower, upper;
 };
 
+// Runs of elements go through cos_ramp / cos_exact together (std::cos's values, several
+// lanes at a time); clamping and storing stay per element.
+constexpr uint64_t kRun = 256;
+
 template <class T>
-void cosine_symmetric_element(uint64_t i, const CosineSymmetric<T>& c) {
-  const double v = std::cos(double(i) * c.w + c.phase_term) * c.amplitude + c.offset;
-  c.out[i] = store_waveform(v, c.lower, c.upper);
+void cosine_symmetric_block(uint64_t first, uint64_t step, uint64_t count, const CosineSymmetric<T>& c) {
+  double v[kRun];
+  for (uint64_t done = 0; done < count; done += kRun) {
+    const uint64_t run = count - done < kRun ? count - done : kRun;
+    const uint64_t base = first + done * step;
+    cos_ramp(Ramp::kAdd, base, step, run, c.w, c.phase_term, v);
+    for (uint64_t k = 0; k < run; ++k)
+      c.out[base + k * step] = store_waveform(v[k] * c.amplitude + c.offset, c.lower, c.upper);
+  }
 }
 
 // Other symmetries: a half-cosine falling over the first (1 - s) of the
@@ -52,11 +63,19 @@ struct CosineAsymmetric {
 };
 
 template <class T>
-void cosine_asymmetric_element(uint64_t i, const CosineAsymmetric<T>& c) {
-  const double f = fraction(double(i) * c.inv_period + c.phase);
-  const double angle = c.fall_share > f ? c.k1 * f : c.k2 * f + c.c2;
-  const double v = std::cos(angle) * c.amplitude + c.offset;
-  c.out[i] = store_waveform(v, c.lower, c.upper);
+void cosine_asymmetric_block(uint64_t first, uint64_t step, uint64_t count, const CosineAsymmetric<T>& c) {
+  double v[kRun];
+  for (uint64_t done = 0; done < count; done += kRun) {
+    const uint64_t run = count - done < kRun ? count - done : kRun;
+    const uint64_t base = first + done * step;
+    for (uint64_t k = 0; k < run; ++k) {
+      const double f = fraction(double(base + k * step) * c.inv_period + c.phase);
+      v[k] = c.fall_share > f ? c.k1 * f : c.k2 * f + c.c2;
+    }
+    cos_exact(v, v, run);
+    for (uint64_t k = 0; k < run; ++k)
+      c.out[base + k * step] = store_waveform(v[k] * c.amplitude + c.offset, c.lower, c.upper);
+  }
 }
 
 template <class T>
@@ -64,7 +83,7 @@ void cosine(T* data, uint64_t count, double p, double period, double amplitude, 
             T lower, T upper) {
   if (std::fabs(s - 0.5) < 1e-6) {
     const CosineSymmetric<T> c{data, 2.0 * kPi / period, (p + p) * kPi, amplitude, offset, lower, upper};
-    frame::split_range<CosineSymmetric<T>, cosine_symmetric_element<T>>(0, count, 1, c);
+    frame::split_blocks<CosineSymmetric<T>, cosine_symmetric_block<T>>(0, count, 1, c);
     return;
   }
   const double fall_share = 1.0 - s;
@@ -74,7 +93,7 @@ void cosine(T* data, uint64_t count, double p, double period, double amplitude, 
   const double k2 = std::fabs(s) < 1e-12 ? 0.0 : kPi / s;
   const CosineAsymmetric<T> c{data, 1.0 / period, p, fall_share, k1, k2, kPi - fall_share * k2,
                               amplitude, offset, lower, upper};
-  frame::split_range<CosineAsymmetric<T>, cosine_asymmetric_element<T>>(0, count, 1, c);
+  frame::split_blocks<CosineAsymmetric<T>, cosine_asymmetric_block<T>>(0, count, 1, c);
 }
 
 // ---------------------------------------------------------------- triangle

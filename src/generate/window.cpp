@@ -1,8 +1,9 @@
 // Spectral windows: out[i] = w(i) * s * in[i].
 //
 // The weights are computed in double for both element types, each from its
-// own index. The cosine-sum windows cost one to four cos calls per element,
-// which is what makes spreading them over the task pool pay; the flat-top
+// own index. The cosine-sum windows cost one to four cosines per element
+// (through cos_ramp, std::cos's values at a fraction of its time), which is
+// what makes spreading them over the task pool pay; the flat-top
 // (four cos calls) computes each weight once for an element and its mirror.
 // Bartlett, Welch, Parzen and Gaussian are cheap enough to run on the calling
 // thread.
@@ -16,6 +17,7 @@
 #include <type_traits>
 
 #include "frame/split.h"
+#include "generate/cos_exact.h"
 #include "morvex-m/generate.h"
 #include "ops/overlap.h"
 
@@ -77,15 +79,40 @@ constexpr CosineSum kBlackmanNuttall{4, {0.3635819, 0.4891775, 0.1365995, 0.0106
 constexpr CosineSum kFlattop{5, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368},
                              Normalisation(4.638671818375588)};
 
+// The weight from the cosines of its angle multiples: c[0] = cos x,
+// c[1] = cos 2x and so on (as many as the window has terms).
 template <const CosineSum& W>
-inline double cosine_sum_weight(uint64_t index, double nm1) {
-  const double i = double(index);
-  if constexpr (W.terms == 0) return (1.0 - std::cos(i * k2Pi / nm1)) * 0.5;
-  double w = W.a[0] - W.a[1] * std::cos(i * k2Pi / nm1);
-  if constexpr (W.terms >= 3) w = w + W.a[2] * std::cos(i * k4Pi / nm1);
-  if constexpr (W.terms >= 4) w = w - W.a[3] * std::cos(i * k6Pi / nm1);
-  if constexpr (W.terms >= 5) w = w + W.a[4] * std::cos(i * k8Pi / nm1);
+inline double cosine_sum_weight(const double* c) {
+  if constexpr (W.terms == 0) return (1.0 - c[0]) * 0.5;
+  double w = W.a[0] - W.a[1] * c[0];
+  if constexpr (W.terms >= 3) w = w + W.a[2] * c[1];
+  if constexpr (W.terms >= 4) w = w - W.a[3] * c[2];
+  if constexpr (W.terms >= 5) w = w + W.a[4] * c[3];
   return w;
+}
+
+template <const CosineSum& W>
+constexpr int kCosines = W.terms <= 2 ? 1 : W.terms - 1;
+
+// The angle multiples of index i: i * (2 pi k) / (N - 1) for k = 1, 2, ...
+constexpr double kMultiple[4] = {k2Pi, k4Pi, k6Pi, k8Pi};
+
+// A run of weights: for indices first + k * step (k < count), weight[k].
+// The cosines of a whole run go through cos_ramp at once (arguments formed
+// in the lanes), which is where the processor kernels pay; the rest is the
+// scalar formula, unchanged.
+constexpr uint64_t kRun = 256;
+
+template <const CosineSum& W>
+void cosine_sum_weights(uint64_t first, uint64_t step, uint64_t count, double nm1, double* weight) {
+  constexpr int kC = kCosines<W>;
+  double c[kC][kRun];
+  for (int m = 0; m < kC; ++m) cos_ramp(Ramp::kDivide, first, step, count, kMultiple[m], nm1, c[m]);
+  for (uint64_t k = 0; k < count; ++k) {
+    double ck[kC];
+    for (int m = 0; m < kC; ++m) ck[m] = c[m][k];
+    weight[k] = cosine_sum_weight<W>(ck);
+  }
 }
 
 template <class T>
@@ -103,14 +130,23 @@ WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale) {
 }
 
 template <class T, const CosineSum& W>
-void cosine_sum_element(uint64_t i, const WindowJob<T>& j) {
-  j.out[i] = weigh(cosine_sum_weight<W>(i, j.nm1), j.scale, j.in[i]);
+void cosine_sum_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
+  double weight[kRun];
+  for (uint64_t done = 0; done < count; done += kRun) {
+    const uint64_t run = count - done < kRun ? count - done : kRun;
+    const uint64_t base = first + done * step;
+    cosine_sum_weights<W>(base, step, run, j.nm1, weight);
+    for (uint64_t k = 0; k < run; ++k) {
+      const uint64_t i = base + k * step;
+      j.out[i] = weigh(weight[k], j.scale, j.in[i]);
+    }
+  }
 }
 
 template <const CosineSum& W, class T>
 int32_t cosine_sum(const T* in, T* out, uint64_t n, int32_t normalize) {
   const WindowJob<T> j = make_job(in, out, n, factor<T>(W.norm, normalize != 0));
-  frame::split_range<WindowJob<T>, cosine_sum_element<T, W>>(0, n, 1, j);
+  frame::split_blocks<WindowJob<T>, cosine_sum_block<T, W>>(0, n, 1, j);
   return 0;
 }
 
@@ -128,16 +164,24 @@ inline void flattop_apply(const WindowJob<T>& j, uint64_t i, double w) {
 }
 
 template <class T>
-void flattop_pair_element(uint64_t i, const WindowJob<T>& j) {
-  const double w = cosine_sum_weight<kFlattop>(i, j.nm1);
-  flattop_apply(j, i, w);
-  flattop_apply(j, j.n - 1 - i, w);
+void flattop_pair_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
+  double weight[kRun];
+  for (uint64_t done = 0; done < count; done += kRun) {
+    const uint64_t run = count - done < kRun ? count - done : kRun;
+    const uint64_t base = first + done * step;
+    cosine_sum_weights<kFlattop>(base, step, run, j.nm1, weight);
+    for (uint64_t k = 0; k < run; ++k) {
+      const uint64_t i = base + k * step;
+      flattop_apply(j, i, weight[k]);
+      flattop_apply(j, j.n - 1 - i, weight[k]);
+    }
+  }
 }
 
 template <class T>
 void flattop_walk_impl(const WindowJob<T>& j, uint64_t begin, uint64_t end, uint64_t step) {
   if (step == 0) throw std::invalid_argument("Invalid step");
-  frame::split_range<WindowJob<T>, flattop_pair_element<T>>(begin, end, step, j);
+  frame::split_blocks<WindowJob<T>, flattop_pair_block<T>>(begin, end, step, j);
 }
 
 template <class T>
@@ -149,7 +193,11 @@ int32_t flattop(const T* in, T* out, uint64_t n, bool normalize) {
   } catch (...) {  // unreachable with step 1; kept so nothing crosses the C boundary
     return MORVEX_M_FAILED;
   }
-  if (n & 1) flattop_apply(j, n / 2, cosine_sum_weight<kFlattop>(n / 2, j.nm1));
+  if (n & 1) {
+    double w;
+    cosine_sum_weights<kFlattop>(n / 2, 1, 1, j.nm1, &w);
+    flattop_apply(j, n / 2, w);
+  }
   return 0;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/buffers.h"
+#include "common/kernel_configs.h"
 #include "generate_api.h"
 
 namespace {
@@ -112,6 +113,30 @@ TEST(WaveformShape, SymmetricCosineIsTheCosineOfThePhase) {
   EXPECT_TRUE(all_same_bits(v.data(), near.data(), v.size()));
   const auto off = raw({Wave::kCosine, period, 2.0, 0.5, 0.500002}, 1000, p);
   EXPECT_FALSE(all_same_bits(v.data(), off.data(), v.size()));
+}
+
+// The f64 cosine is the written formula with std::cos, to the bit, whichever
+// kernel computes the cosines: symmetric i * w + (p + p) pi, asymmetric by
+// the branch on the fractional part, over runs longer than one internal run.
+TEST(WaveformExact, CosineIsTheFormulaWithStdCosUnderEveryKernel) {
+  const size_t n = 3001;
+  const double p = 0.37, amp = 1.5, off = -0.25;
+  const double w = 2.0 * kPi / 123.4, phase_term = (p + p) * kPi;
+  std::vector<double> sym(n), asym(n);
+  const double s = 0.3, k1 = kPi / (1.0 - s), k2 = kPi / s, c2 = kPi - (1.0 - s) * k2, inv = 1.0 / 123.4;
+  for (size_t i = 0; i < n; ++i) {
+    sym[i] = std::cos(double(i) * w + phase_term) * amp + off;
+    double whole;
+    const double f = std::modf(double(i) * inv + p, &whole);
+    asym[i] = std::cos(1.0 - s > f ? k1 * f : k2 * f + c2) * amp + off;
+  }
+  morvex::test::for_each_kernel_config([&](const morvex::test::KernelConfig&) {
+    for (unsigned threads : {1u, 3u}) {
+      PinnedThreads pin(threads);
+      EXPECT_TRUE(all_same_bits(raw({Wave::kCosine, 123.4, amp, off, 0.5}, n, p).data(), sym.data(), n));
+      EXPECT_TRUE(all_same_bits(raw({Wave::kCosine, 123.4, amp, off, s}, n, p).data(), asym.data(), n));
+    }
+  });
 }
 
 TEST(WaveformShape, AsymmetricCosineFallsThenRises) {

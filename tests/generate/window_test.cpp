@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/buffers.h"
+#include "common/kernel_configs.h"
 #include "generate/window.h"
 #include "generate_api.h"
 
@@ -105,6 +106,51 @@ TEST(WindowPrecision, BothTypesFollowTheDoubleWeights) {
         }
         EXPECT_TRUE(all_same_bits(y32.data(), want32.data(), n));
       }
+}
+
+// The cosine-sum weights are the written formula with std::cos, to the bit,
+// under every kernel configuration: a0 - a1 cos x + a2 cos 2x - ..., each
+// multiple formed as i * (2 pi k) / (N - 1); Hanning as (1 - cos x) * 0.5.
+TEST(WindowExact, CosineSumsAreTheFormulaWithStdCosUnderEveryKernel) {
+  constexpr double kPi = 3.14159265358979323846;
+  const struct {
+    const char* name;
+    WindowFn<double> f64;
+    std::vector<double> a;  // empty: Hanning
+  } sums[] = {
+      {"hanning", morvex_m_window_hanning_f64, {}},
+      {"hamming", morvex_m_window_hamming_f64, {0.54, 0.46}},
+      {"blackman", morvex_m_window_blackman_f64, {0.42, 0.5, 0.08}},
+      {"blackmanharris", morvex_m_window_blackmanharris_f64, {0.35875, 0.48829, 0.14128, 0.01168}},
+      {"nuttall", morvex_m_window_nuttall_f64, {0.355768, 0.487396, 0.144232, 0.012604}},
+      {"blackmannuttall", morvex_m_window_blackmannuttall_f64, {0.3635819, 0.4891775, 0.1365995, 0.0106411}},
+      {"flattop", morvex_m_window_flattop_f64, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368}},
+  };
+  for (const auto& sum : sums)
+    for (uint64_t n : {2u, 3u, 17u, 256u, 257u, 1001u, 4099u}) {
+      SCOPED_TRACE(std::string(sum.name) + " N " + std::to_string(n));
+      const double nm1 = double(n - 1);
+      std::vector<double> want(n);
+      for (uint64_t i = 0; i < n; ++i) {
+        const double x = double(i);
+        if (sum.a.empty()) {
+          want[i] = (1.0 - std::cos(x * (2 * kPi) / nm1)) * 0.5;
+          continue;
+        }
+        double w = sum.a[0] - sum.a[1] * std::cos(x * (2 * kPi) / nm1);
+        if (sum.a.size() > 2) w = w + sum.a[2] * std::cos(x * (4 * kPi) / nm1);
+        if (sum.a.size() > 3) w = w - sum.a[3] * std::cos(x * (6 * kPi) / nm1);
+        if (sum.a.size() > 4) w = w + sum.a[4] * std::cos(x * (8 * kPi) / nm1);
+        want[i] = w;
+      }
+      if (std::string(sum.name) == "flattop")  // the mirror gets the weight of its partner
+        for (uint64_t i = 0; i < n / 2; ++i) want[n - 1 - i] = want[i];
+      morvex::test::for_each_kernel_config([&](const morvex::test::KernelConfig&) {
+        std::vector<double> ones(n, 1.0), got(n);
+        sum.f64(ones.data(), got.data(), n, 0);
+        EXPECT_TRUE(all_same_bits(got.data(), want.data(), n));
+      });
+    }
 }
 
 TEST(WindowEdges, EmptyWritesNothingAndOneElementDividesZeroByZero) {

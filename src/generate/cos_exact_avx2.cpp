@@ -1,0 +1,70 @@
+// The exact cosine, AVX2 with FMA3: four lanes per vector through the kernel
+// of cos_exact_simd.h.
+#include "generate/cos_exact_simd.h"
+
+namespace morvex::generate::cos_detail {
+
+namespace {
+
+struct Avx2 {
+  using V = __m256d;
+  static constexpr unsigned kLanes = 4;
+  static V load(const double* p) { return _mm256_loadu_pd(p); }
+  static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
+  static V set1(double v) { return _mm256_set1_pd(v); }
+  static V add(V a, V b) { return _mm256_add_pd(a, b); }
+  static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
+  static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
+  static V div(V a, V b) { return _mm256_div_pd(a, b); }
+  static V iota() { return _mm256_set_pd(3, 2, 1, 0); }
+  static V fmadd(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }
+  static V fmsub(V a, V b, V c) { return _mm256_fmsub_pd(a, b, c); }
+  static V fnmadd(V a, V b, V c) { return _mm256_fnmadd_pd(a, b, c); }
+  static V abs(V v) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), v); }
+  static V zero_beyond(V x, V ax, V limit) { return _mm256_and_pd(x, _mm256_cmp_pd(ax, limit, _CMP_LE_OQ)); }
+  // The rows of j mod 256 (j sits in the low mantissa bits of jm),
+  // transposed to {cos hi, cos lo, sin hi, sin lo} across the lanes.
+  static void table_rows(V jm, V& ch, V& cl, V& sh, V& sl) {
+    alignas(32) int64_t m[4];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(m), _mm256_and_si256(_mm256_castpd_si256(jm), _mm256_set1_epi64x(255)));
+    const V r0 = _mm256_load_pd(kTable[m[0]]), r1 = _mm256_load_pd(kTable[m[1]]);
+    const V r2 = _mm256_load_pd(kTable[m[2]]), r3 = _mm256_load_pd(kTable[m[3]]);
+    const V h01 = _mm256_unpacklo_pd(r0, r1), l01 = _mm256_unpackhi_pd(r0, r1);  // {c0 c1 s0 s1}
+    const V h23 = _mm256_unpacklo_pd(r2, r3), l23 = _mm256_unpackhi_pd(r2, r3);
+    ch = _mm256_permute2f128_pd(h01, h23, 0x20);
+    sh = _mm256_permute2f128_pd(h01, h23, 0x31);
+    cl = _mm256_permute2f128_pd(l01, l23, 0x20);
+    sl = _mm256_permute2f128_pd(l01, l23, 0x31);
+  }
+  // Appends the arguments and offsets of the rejected lanes; returns how
+  // many. Every lane is written and the count advanced by its bit, so no
+  // branch depends on which lanes were rejected.
+  static unsigned note(V v, uint64_t offset, unsigned rejected, double* arg, uint64_t* where) {
+    alignas(32) double lanes[4];
+    _mm256_store_pd(lanes, v);
+    unsigned count = 0;
+    for (unsigned lane = 0; lane < 4; ++lane) {
+      arg[count] = lanes[lane];
+      where[count] = offset + lane;
+      count += (rejected >> lane) & 1u;
+    }
+    return count;
+  }
+  static unsigned rejected(V ax, V vh, V vl) {
+    const __m256i bits = _mm256_castpd_si256(vh);
+    const V spacing = _mm256_mul_pd(
+        _mm256_and_pd(vh, _mm256_castsi256_pd(_mm256_set1_epi64x(0x7FF0000000000000))), set1(0x1p-52));
+    const V need = _mm256_add_pd(abs(vl), set1(kError));
+    const V ok = _mm256_and_pd(_mm256_cmp_pd(need, _mm256_mul_pd(spacing, set1(kAccept)), _CMP_LE_OQ),
+                               _mm256_cmp_pd(ax, set1(kMaxArg), _CMP_LE_OQ));
+    const __m256i power_of_two = _mm256_cmpeq_epi64(
+        _mm256_and_si256(bits, _mm256_set1_epi64x(0x000FFFFFFFFFFFFF)), _mm256_setzero_si256());
+    return unsigned(_mm256_movemask_pd(_mm256_andnot_pd(_mm256_castsi256_pd(power_of_two), ok))) ^ 0xFu;
+  }
+};
+
+}  // namespace
+
+MORVEX_COS_EXACT_ENTRY_POINTS(Twice<Avx2>, avx2)
+
+}  // namespace morvex::generate::cos_detail
