@@ -7,6 +7,8 @@
 
 #include "bench_util.h"
 #include "frame/split.h"
+#include "generate/cos_exact.h"
+#include "morvex-core.h"
 
 namespace morvex::bench {
 namespace {
@@ -72,6 +74,30 @@ void BM_cos_loop_f64(benchmark::State& state) {
   state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
 }
 BENCHMARK(BM_cos_loop_f64)->Arg(kBlock)->Arg(kMega);
+
+// The generators' cosine kernel on the loop's arguments, one thread: the
+// C library's values, from the baseline (std::cos per element), AVX2+FMA3
+// and AVX-512 kernels.
+void BM_cos_ramp_f64(benchmark::State& state) {
+  namespace cd = generate::cos_detail;
+  using Ramp = void (*)(generate::Ramp, uint64_t, uint64_t, std::size_t, double, double, double*);
+  const Ramp kernels[] = {cd::cos_ramp_plain, cd::cos_ramp_avx2, cd::cos_ramp_avx512};
+  const bool available[] = {true, morvex_core_cpu_has_avx2() && morvex_core_cpu_has_fma3(),
+                            morvex_core_cpu_has_avx512f() && morvex_core_cpu_has_avx512cd()};
+  const int k = int(state.range(1));
+  if (!available[k]) {
+    state.SkipWithError("kernel not available on this processor");
+    return;
+  }
+  const size_t n = size_t(state.range(0));
+  Array<double> out(n);
+  for (auto _ : state) {
+    kernels[k](generate::Ramp::kDivide, 0, 1, n, 6.283185307179586, double(n - 1), out.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+BENCHMARK(BM_cos_ramp_f64)->ArgNames({"n", "kernel"})->ArgsProduct({{kBlock, kMega}, {0, 1, 2}});
 
 // The streaming reference for the window of a 1M-sample f64 block: the
 // windows are bound by their cos calls, far below this.

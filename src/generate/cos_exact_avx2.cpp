@@ -21,7 +21,6 @@ struct Avx2 {
   static V fmsub(V a, V b, V c) { return _mm256_fmsub_pd(a, b, c); }
   static V fnmadd(V a, V b, V c) { return _mm256_fnmadd_pd(a, b, c); }
   static V abs(V v) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), v); }
-  static V zero_beyond(V x, V ax, V limit) { return _mm256_and_pd(x, _mm256_cmp_pd(ax, limit, _CMP_LE_OQ)); }
   // The rows of j mod 256 (j sits in the low mantissa bits of jm),
   // transposed to {cos hi, cos lo, sin hi, sin lo} across the lanes.
   static void table_rows(V jm, V& ch, V& cl, V& sh, V& sl) {
@@ -50,13 +49,15 @@ struct Avx2 {
     }
     return count;
   }
-  static unsigned rejected(V ax, V vh, V vl) {
+  // Lanes failing the acceptance test of cos_exact_simd.h:
+  // |vl| <= 0.4 u - kError, |x| <= kMaxArg, vh not a power of two.
+  static unsigned rejected(V x, V vh, V vl) {
     const __m256i bits = _mm256_castpd_si256(vh);
     const V spacing = _mm256_mul_pd(
         _mm256_and_pd(vh, _mm256_castsi256_pd(_mm256_set1_epi64x(0x7FF0000000000000))), set1(0x1p-52));
-    const V need = _mm256_add_pd(abs(vl), set1(kError));
-    const V ok = _mm256_and_pd(_mm256_cmp_pd(need, _mm256_mul_pd(spacing, set1(kAccept)), _CMP_LE_OQ),
-                               _mm256_cmp_pd(ax, set1(kMaxArg), _CMP_LE_OQ));
+    const V room = _mm256_fmsub_pd(spacing, set1(kAccept), set1(kError));
+    const V ok = _mm256_and_pd(_mm256_cmp_pd(abs(vl), room, _CMP_LE_OQ),
+                               _mm256_cmp_pd(abs(x), set1(kMaxArg), _CMP_LE_OQ));
     const __m256i power_of_two = _mm256_cmpeq_epi64(
         _mm256_and_si256(bits, _mm256_set1_epi64x(0x000FFFFFFFFFFFFF)), _mm256_setzero_si256());
     return unsigned(_mm256_movemask_pd(_mm256_andnot_pd(_mm256_castsi256_pd(power_of_two), ok))) ^ 0xFu;

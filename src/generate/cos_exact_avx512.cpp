@@ -26,7 +26,6 @@ struct Avx512 {
   static V fmsub(V a, V b, V c) { return _mm512_fmsub_pd(a, b, c); }
   static V fnmadd(V a, V b, V c) { return _mm512_fnmadd_pd(a, b, c); }
   static V abs(V v) { return _mm512_castsi512_pd(_mm512_and_epi64(_mm512_castpd_si512(v), _mm512_set1_epi64(INT64_MAX))); }
-  static V zero_beyond(V x, V ax, V limit) { return _mm512_maskz_mov_pd(_mm512_cmp_pd_mask(ax, limit, _CMP_LE_OQ), x); }
   // The rows of j mod 256 (j sits in the low mantissa bits of jm),
   // transposed to {cos hi, cos lo, sin hi, sin lo} across the lanes: rows k
   // and k + 4 share a register, the unpacks pair neighbouring rows, one
@@ -57,13 +56,15 @@ struct Avx512 {
     _mm512_mask_compressstoreu_epi64(where, m, lanes);
     return unsigned(__builtin_popcount(rejected));
   }
-  static unsigned rejected(V ax, V vh, V vl) {
+  // Lanes failing the acceptance test of cos_exact_simd.h:
+  // |vl| <= 0.4 u - kError, |x| <= kMaxArg, vh not a power of two.
+  static unsigned rejected(V x, V vh, V vl) {
     const __m512i bits = _mm512_castpd_si512(vh);
     const V spacing = _mm512_mul_pd(
         _mm512_castsi512_pd(_mm512_and_epi64(bits, _mm512_set1_epi64(0x7FF0000000000000))), set1(0x1p-52));
-    const V need = _mm512_add_pd(abs(vl), set1(kError));
-    __mmask8 ok = _mm512_cmp_pd_mask(need, _mm512_mul_pd(spacing, set1(kAccept)), _CMP_LE_OQ);
-    ok &= _mm512_cmp_pd_mask(ax, set1(kMaxArg), _CMP_LE_OQ);
+    const V room = _mm512_fmsub_pd(spacing, set1(kAccept), set1(kError));
+    __mmask8 ok = _mm512_cmp_pd_mask(abs(vl), room, _CMP_LE_OQ);
+    ok &= _mm512_cmp_pd_mask(abs(x), set1(kMaxArg), _CMP_LE_OQ);
     ok &= _mm512_test_epi64_mask(bits, _mm512_set1_epi64(0x000FFFFFFFFFFFFF));  // not a power of two
     return unsigned(~ok) & 0xFFu;
   }
