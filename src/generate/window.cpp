@@ -79,15 +79,15 @@ constexpr CosineSum kBlackmanNuttall{4, {0.3635819, 0.4891775, 0.1365995, 0.0106
 constexpr CosineSum kFlattop{5, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368},
                              Normalisation(4.638671818375588)};
 
-// The weight from the cosines of its angle multiples: c[0] = cos x,
-// c[1] = cos 2x and so on (as many as the window has terms).
+// The weight from the cosines of its angle multiples: c0 = cos x,
+// c1 = cos 2x and so on (as many as the window has terms).
 template <const CosineSum& W>
-inline double cosine_sum_weight(const double* c) {
-  if constexpr (W.terms == 0) return (1.0 - c[0]) * 0.5;
-  double w = W.a[0] - W.a[1] * c[0];
-  if constexpr (W.terms >= 3) w = w + W.a[2] * c[1];
-  if constexpr (W.terms >= 4) w = w - W.a[3] * c[2];
-  if constexpr (W.terms >= 5) w = w + W.a[4] * c[3];
+inline double cosine_sum_weight(double c0, double c1, double c2, double c3) {
+  if constexpr (W.terms == 0) return (1.0 - c0) * 0.5;
+  double w = W.a[0] - W.a[1] * c0;
+  if constexpr (W.terms >= 3) w = w + W.a[2] * c1;
+  if constexpr (W.terms >= 4) w = w - W.a[3] * c2;
+  if constexpr (W.terms >= 5) w = w + W.a[4] * c3;
   return w;
 }
 
@@ -108,11 +108,11 @@ void cosine_sum_weights(uint64_t first, uint64_t step, uint64_t count, double nm
   constexpr int kC = kCosines<W>;
   double c[kC][kRun];
   for (int m = 0; m < kC; ++m) cos_ramp(Ramp::kDivide, first, step, count, kMultiple[m], nm1, c[m]);
-  for (uint64_t k = 0; k < count; ++k) {
-    double ck[kC];
-    for (int m = 0; m < kC; ++m) ck[m] = c[m][k];
-    weight[k] = cosine_sum_weight<W>(ck);
-  }
+  // (rows a window does not use are never read)
+  const double* c1 = c[kC > 1 ? 1 : 0];
+  const double* c2 = c[kC > 2 ? 2 : 0];
+  const double* c3 = c[kC > 3 ? 3 : 0];
+  for (uint64_t k = 0; k < count; ++k) weight[k] = cosine_sum_weight<W>(c[0][k], c1[k], c2[k], c3[k]);
 }
 
 template <class T>
@@ -129,17 +129,16 @@ WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale) {
   return WindowJob<T>{in, out, n, double(n - 1), scale};
 }
 
+// The export splits with step 1: a chunk is a contiguous stretch.
 template <class T, const CosineSum& W>
-void cosine_sum_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
+void cosine_sum_block(uint64_t first, uint64_t /*step*/, uint64_t count, const WindowJob<T>& j) {
   double weight[kRun];
   for (uint64_t done = 0; done < count; done += kRun) {
     const uint64_t run = count - done < kRun ? count - done : kRun;
-    const uint64_t base = first + done * step;
-    cosine_sum_weights<W>(base, step, run, j.nm1, weight);
-    for (uint64_t k = 0; k < run; ++k) {
-      const uint64_t i = base + k * step;
-      j.out[i] = weigh(weight[k], j.scale, j.in[i]);
-    }
+    cosine_sum_weights<W>(first + done, 1, run, j.nm1, weight);
+    const T* in = j.in + first + done;
+    T* out = j.out + first + done;
+    for (uint64_t k = 0; k < run; ++k) out[k] = weigh(weight[k], j.scale, in[k]);
   }
 }
 
