@@ -111,6 +111,14 @@ void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) 
     if (t.handle) morvex_tp_task_delete(t.handle);
 }
 
+// Walks a block kernel's elements (first, first + step, ..., count of them)
+// in runs of at most R, calling f(run_first, run_count) for each: the shape
+// of a kernel that fills a fixed-size scratch array per run.
+template <uint64_t R, class F>
+inline void for_each_run(uint64_t first, uint64_t step, uint64_t count, F&& f) {
+  for (uint64_t done = 0; done < count; done += R) f(first + done * step, count - done < R ? count - done : R);
+}
+
 // Calls Kernel(begin + i * step, params) for every loop index i of the range
 // [begin, end), spread over the default task pool. Kernel must compute and
 // store one element and touch nothing shared but its own output element.

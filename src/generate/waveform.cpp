@@ -34,20 +34,24 @@ struct CosineSymmetric {
   T lower, upper;
 };
 
-// Runs of elements go through cos_ramp / cos_exact together (std::cos's values, several
-// lanes at a time); clamping and storing stay per element.
+// Runs of elements go through cos_ramp / cos_exact together (std::cos's
+// values, several lanes at a time); scaling, clamping and storing stay per
+// element.
 constexpr uint64_t kRun = 256;
+
+template <class T, class C>
+inline void store_cosines(const C& c, uint64_t base, uint64_t step, uint64_t run, const double* v) {
+  for (uint64_t k = 0; k < run; ++k)
+    c.out[base + k * step] = store_waveform(v[k] * c.amplitude + c.offset, c.lower, c.upper);
+}
 
 template <class T>
 void cosine_symmetric_block(uint64_t first, uint64_t step, uint64_t count, const CosineSymmetric<T>& c) {
-  double v[kRun];
-  for (uint64_t done = 0; done < count; done += kRun) {
-    const uint64_t run = count - done < kRun ? count - done : kRun;
-    const uint64_t base = first + done * step;
+  frame::for_each_run<kRun>(first, step, count, [&](uint64_t base, uint64_t run) {
+    double v[kRun];
     cos_ramp(Ramp::kAdd, base, step, run, c.w, c.phase_term, v);
-    for (uint64_t k = 0; k < run; ++k)
-      c.out[base + k * step] = store_waveform(v[k] * c.amplitude + c.offset, c.lower, c.upper);
-  }
+    store_cosines<T>(c, base, step, run, v);
+  });
 }
 
 // Other symmetries: a half-cosine falling over the first (1 - s) of the
@@ -64,18 +68,15 @@ struct CosineAsymmetric {
 
 template <class T>
 void cosine_asymmetric_block(uint64_t first, uint64_t step, uint64_t count, const CosineAsymmetric<T>& c) {
-  double v[kRun];
-  for (uint64_t done = 0; done < count; done += kRun) {
-    const uint64_t run = count - done < kRun ? count - done : kRun;
-    const uint64_t base = first + done * step;
+  frame::for_each_run<kRun>(first, step, count, [&](uint64_t base, uint64_t run) {
+    double v[kRun];
     for (uint64_t k = 0; k < run; ++k) {
       const double f = fraction(double(base + k * step) * c.inv_period + c.phase);
       v[k] = c.fall_share > f ? c.k1 * f : c.k2 * f + c.c2;
     }
     cos_exact(v, v, run);
-    for (uint64_t k = 0; k < run; ++k)
-      c.out[base + k * step] = store_waveform(v[k] * c.amplitude + c.offset, c.lower, c.upper);
-  }
+    store_cosines<T>(c, base, step, run, v);
+  });
 }
 
 template <class T>

@@ -4,7 +4,7 @@
 // own index. The cosine-sum windows cost one to four cosines per element
 // (through cos_ramp, std::cos's values at a fraction of its time), which is
 // what makes spreading them over the task pool pay; the flat-top
-// (four cos calls) computes each weight once for an element and its mirror.
+// (four cosines) computes each weight once for an element and its mirror.
 // Bartlett, Welch, Parzen and Gaussian are cheap enough to run on the calling
 // thread.
 #include "generate/window.h"
@@ -131,15 +131,14 @@ WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale) {
 
 // The export splits with step 1: a chunk is a contiguous stretch.
 template <class T, const CosineSum& W>
-void cosine_sum_block(uint64_t first, uint64_t /*step*/, uint64_t count, const WindowJob<T>& j) {
-  double weight[kRun];
-  for (uint64_t done = 0; done < count; done += kRun) {
-    const uint64_t run = count - done < kRun ? count - done : kRun;
-    cosine_sum_weights<W>(first + done, 1, run, j.nm1, weight);
-    const T* in = j.in + first + done;
-    T* out = j.out + first + done;
+void cosine_sum_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
+  frame::for_each_run<kRun>(first, step, count, [&](uint64_t base, uint64_t run) {
+    double weight[kRun];
+    cosine_sum_weights<W>(base, 1, run, j.nm1, weight);
+    const T* in = j.in + base;
+    T* out = j.out + base;
     for (uint64_t k = 0; k < run; ++k) out[k] = weigh(weight[k], j.scale, in[k]);
-  }
+  });
 }
 
 template <const CosineSum& W, class T>
@@ -164,17 +163,15 @@ inline void flattop_apply(const WindowJob<T>& j, uint64_t i, double w) {
 
 template <class T>
 void flattop_pair_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
-  double weight[kRun];
-  for (uint64_t done = 0; done < count; done += kRun) {
-    const uint64_t run = count - done < kRun ? count - done : kRun;
-    const uint64_t base = first + done * step;
+  frame::for_each_run<kRun>(first, step, count, [&](uint64_t base, uint64_t run) {
+    double weight[kRun];
     cosine_sum_weights<kFlattop>(base, step, run, j.nm1, weight);
     for (uint64_t k = 0; k < run; ++k) {
       const uint64_t i = base + k * step;
       flattop_apply(j, i, weight[k]);
       flattop_apply(j, j.n - 1 - i, weight[k]);
     }
-  }
+  });
 }
 
 template <class T>
