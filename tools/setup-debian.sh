@@ -10,7 +10,13 @@ packages=(
   libgtest-dev libbenchmark-dev                # tests, benchmarks
   python3 python3-numpy python3-scipy          # oracles for the tests, peers for the benchmarks
   libfftw3-dev                                 # FFTW: loaded at run time when enabled; peer in benchmarks
-  libvolk2-dev                                 # peer library in the benchmarks
+  libvolk2-dev libliquid-dev                   # peer libraries in the benchmarks
+  libsndfile1-dev libcairo2-dev                # morvex-pipeline: capture files, plots
+  doxygen                                      # the HTML reference
+  clang libclang-rt-14-dev                     # libFuzzer harnesses
+  valgrind abigail-tools                       # memcheck, ABI description and comparison
+  python3-venv python3-pip python3-setuptools python3-wheel python3-pytest  # the Python package
+  python3-dask python3-distributed             # batch analysis example
 )
 
 missing=()
