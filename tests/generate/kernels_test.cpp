@@ -1,0 +1,3 @@
+#include "common/variant_harness.h"
+
+MORVEX_KERNEL_ROW_TESTS(generate);
