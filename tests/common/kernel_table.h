@@ -93,6 +93,7 @@ struct KernelRow {
   KernelCall call, plain, fused;
   std::array<double, 6> s;
   KernelRow lengths(uint32_t d, uint32_t f) const { KernelRow r = *this; r.dense = d, r.far = f; return r; }
+  KernelRow output_only() const { KernelRow r = *this; r.in_size = r.in_per = 0; return r; }
 };
 
 // Typed views of the arguments: input array k and output array k.
@@ -176,6 +177,11 @@ inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
       case 1: im = rng() & 1 ? -re : re; break;
       case 2: im = std::ldexp(re * ratio(), int(rng() % 60) - 30); break;
       case 3: re = edge[rng() % 20], im = 1.0f + float(rng() % 64) / 64.0f; break;
+      case 6: {  // 3k, 4k, 5k: an exact tie between two floats (5k odd, in [2^24, 2^25)), and its neighbours
+        const uint32_t k = 3355445 + 2 * uint32_t(rng() % 1118480);
+        re = float(3 * k), im = float(4 * k + 4 * (int(rng() % 3) - 1));
+        break;
+      }
       case 4: case 5: {  // x = m - (j + 1/2) ulp and y with x^2 + y^2 within a hair of m^2
         double f = double(8388608 + rng() % 8388608);
         if (rng() % 8 == 0) f = rng() & 1 ? 16777215.0 : 8388608.0;  // next to a power of two
@@ -316,7 +322,7 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
 
 // ---------------------------------------------------------------- the table
 // deinterleave: channel k of the total samples goes to out + k * ceil(n / N).
-#define MORVEX_DEINTERLEAVE_ROW(N, T, S, ...)                                                                      \
+#define MORVEX_DEINTERLEAVE_ROW(N, T, S, FLAGS, ...)                                                                      \
   [] {                                                                                                             \
     KernelRow r = row<T>("ops", "deinterleave" #N "_" #S, MORVEX_CALL(([&] {                                       \
       const uint64_t c = (a.n + N - 1) / N;                                                                        \
@@ -326,7 +332,7 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
     }())), MORVEX_CALL(([&] {                                                                                      \
       const uint64_t c = (a.n + N - 1) / N;                                                                        \
       for (uint64_t i = 0; i < a.n; ++i) static_cast<T*>(a.out)[i % N * c + i / N] = I<T>(a)[i];                   \
-    }())), kStreams);                                                                                              \
+    }())), FLAGS);                                                                                                 \
     /* the two-channel kernels stream when every channel shares its alignment: at far, not at far + 1 */        \
     const uint32_t c = ((8u << 20) / (N * sizeof(T)) / 64 + 1) * (64 / sizeof(T));                                \
     r.out_extra = N * sizeof(T);                                                                                   \
@@ -372,6 +378,33 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
 #define MORVEX_ARITHC_ROW(T, S, OP, expr, c)                                                                       \
   row<T>("ops", #OP "_" #S, MORVEX_CALL(morvex_m_##OP##_##S(I<T>(a), O<T>(a), a.n, T(a.s[0]))), MORVEX_EACH(T, T, expr), \
          kArith, {c})
+// Shifts (u8 and u16 as 32-bit values: by their width or more gives 0; the
+// count stays below 32, 64 for u64), masks, clipping (raise to low, then cap
+// at high: NaN passes) and fill.
+template <class T>
+void fill_bits(void* in, uint64_t count, uint32_t seed, double* s) {
+  fill_random(static_cast<T*>(in), count, seed);
+  const double bounds[][2] = {{10, 200}, {200, 10}, {0, 0}, {-0.5, 0.25}};
+  s[0] = seed % (sizeof(T) == 8 ? 64 : 32), s[1] = bounds[seed % 4][0], s[2] = bounds[seed % 4][1];
+  if constexpr (std::is_integral_v<T>) s[3] = double(T(seed * 2654435761u));  // a mask
+}
+template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>;
+#define MORVEX_BITS_ROWS(T, S)                                                                                        \
+  row<T>("ops", "shl_" #S, MORVEX_CALL(morvex_m_shl_##S(I<T>(a), O<T>(a), a.n, uint8_t(a.s[0]))),                      \
+         MORVEX_EACH(T, T, Wide<T>(x) << int(a.s[0])), kBits, {}, fill_bits<T>),                                     \
+  row<T>("ops", "shr_" #S, MORVEX_CALL(morvex_m_shr_##S(I<T>(a), O<T>(a), a.n, uint8_t(a.s[0]))),                      \
+         MORVEX_EACH(T, T, Wide<T>(x) >> int(a.s[0])), kBits, {}, fill_bits<T>),                                     \
+  row<T>("ops", "andc_" #S, MORVEX_CALL(morvex_m_andc_##S(I<T>(a), O<T>(a), a.n, T(a.s[3]))),                          \
+         MORVEX_EACH(T, T, x & T(a.s[3])), kBits, {}, fill_bits<T>)
+#define MORVEX_CLIP_ROW(T, S)                                                                                         \
+  row<T>("ops", "clip_" #S, MORVEX_CALL(morvex_m_clip_##S(I<T>(a), O<T>(a), a.n, T(a.s[1]), T(a.s[2]))),               \
+         MORVEX_EACH(T, T, (x < T(a.s[1]) ? T(a.s[1]) : x) > T(a.s[2]) ? T(a.s[2]) : (x < T(a.s[1]) ? T(a.s[1]) : x)), \
+         kBits, {}, fill_bits<T>)
+#define MORVEX_SET_ROW(T, S)                                                                                          \
+  row<T>("ops", "set_" #S, MORVEX_CALL(morvex_m_set_##S(O<T>(a), a.n, T(a.s[0]))),                                    \
+         MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<T>(a)[i] = T(a.s[0]); }())), kPlainOnly, {-0.0})         \
+      .output_only()
+
 // The C library functions, element by element (inputs include the edges of
 // their domains).
 #define MORVEX_MATH_ROW(F, T, S, CF) row<T>("ops", #F "_" #S, MORVEX_CALL(morvex_m_##F##_##S(I<T>(a), O<T>(a), a.n)), \
@@ -393,7 +426,7 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
 inline const std::vector<KernelRow>& kernel_rows() {
   namespace reduce = morvex::reduce;
   namespace ops = morvex::ops;
-  constexpr uint16_t kArith = kPlainOnly | kInPlace | kOverlap | kStreams;
+  constexpr uint16_t kArith = kPlainOnly | kInPlace | kOverlap | kStreams, kBits = kPlainOnly | kInPlace | kOverlap;
   static const std::vector<KernelRow> rows = {
       // ---- ops: kernels behind slots and call-time choices
       row<float>("ops", "abs_f32", MORVEX_CALL(morvex_m_abs_f32(I<float>(a), O<float>(a), a.n)),
@@ -420,10 +453,16 @@ inline const std::vector<KernelRow>& kernel_rows() {
                                O<float>(a)[i] = cabsf(z);
                              }
                            }())), kInPlace | kStreams, {}, fill_magnitude),
-      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, d[0], d[1]), MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, d[0], d[1], d[2]),
-      MORVEX_DEINTERLEAVE_ROW(4, uint8_t, u8, d[0], d[1], d[2], d[3]),
-      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, d[0], d[1]), MORVEX_DEINTERLEAVE_ROW(3, uint16_t, u16, d[0], d[1], d[2]),
-      MORVEX_DEINTERLEAVE_ROW(4, uint16_t, u16, d[0], d[1], d[2], d[3]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, kStreams, d[0], d[1], d[2]),
+      MORVEX_DEINTERLEAVE_ROW(4, uint8_t, u8, kStreams, d[0], d[1], d[2], d[3]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(3, uint16_t, u16, kStreams, d[0], d[1], d[2]),
+      MORVEX_DEINTERLEAVE_ROW(4, uint16_t, u16, kStreams, d[0], d[1], d[2], d[3]),
+      MORVEX_DEINTERLEAVE_ROW(5, uint8_t, u8, kPlainOnly, d[0], d[1], d[2], d[3], d[4]),
+      MORVEX_DEINTERLEAVE_ROW(6, uint8_t, u8, kPlainOnly, d[0], d[1], d[2], d[3], d[4], d[5]),
+      MORVEX_DEINTERLEAVE_ROW(5, uint16_t, u16, kPlainOnly, d[0], d[1], d[2], d[3], d[4]),
+      MORVEX_DEINTERLEAVE_ROW(6, uint16_t, u16, kPlainOnly, d[0], d[1], d[2], d[3], d[4], d[5]),
       // ---- ops without processor kernels: their streaming, in-place and overlap paths
       MORVEX_ARITH_ROWS(float, f32), MORVEX_ARITH_ROWS(double, f64),
       MORVEX_CONVERT_ROWS(int8_t, i8, 0), MORVEX_CONVERT_ROWS(int16_t, i16, 0), MORVEX_CONVERT_ROWS(int32_t, i32, 0),
@@ -433,6 +472,13 @@ inline const std::vector<KernelRow>& kernel_rows() {
       row<double, float>("ops", "convert_f64f32",  // formed in double, then narrowed
                          MORVEX_CALL(morvex_m_convert_f64f32(I<double>(a), O<float>(a), a.n, float(a.s[0]), float(a.s[1]))),
                          MORVEX_EACH(double, float, x * double(float(a.s[0])) + double(float(a.s[1]))), kPlainOnly, {1e-10, 3.0}),
+      MORVEX_BITS_ROWS(uint8_t, u8), MORVEX_BITS_ROWS(uint16_t, u16), MORVEX_BITS_ROWS(uint32_t, u32),
+      MORVEX_BITS_ROWS(uint64_t, u64), MORVEX_CLIP_ROW(uint8_t, u8), MORVEX_CLIP_ROW(uint16_t, u16),
+      MORVEX_CLIP_ROW(float, f32), MORVEX_CLIP_ROW(double, f64),
+      row<uint16_t>("ops", "bit_mask_set_u16", MORVEX_CALL(morvex_m_bit_mask_set_u16(I<uint16_t>(a), O<uint16_t>(a), a.n, 0x00F0, 0x0A00)),
+                    MORVEX_EACH(uint16_t, uint16_t, (x & 0xFF0F) | 0x0A00), kBits),
+      MORVEX_SET_ROW(uint8_t, u8), MORVEX_SET_ROW(int16_t, i16), MORVEX_SET_ROW(uint16_t, u16),
+      MORVEX_SET_ROW(uint32_t, u32), MORVEX_SET_ROW(float, f32), MORVEX_SET_ROW(double, f64),
       MORVEX_MATH_ROWS(acos), MORVEX_MATH_ROWS(acosh), MORVEX_MATH_ROWS(asin), MORVEX_MATH_ROWS(asinh),
       MORVEX_MATH_ROWS(atan), MORVEX_MATH_ROWS(atanh), MORVEX_MATH_ROWS(cbrt), MORVEX_MATH_ROWS(cos),
       MORVEX_MATH_ROWS(cosh), MORVEX_MATH_ROWS(exp), MORVEX_MATH_ROWS(exp2), MORVEX_MATH_ROWS(sin),
@@ -480,8 +526,7 @@ inline const std::vector<KernelRow>& kernel_rows() {
               const double k = double(uint64_t(a.s[1]) + i * uint64_t(a.s[2]));
               O<double>(a)[i] = std::cos(a.s[0] ? k * a.s[3] / a.s[4] : k * a.s[3] + a.s[4]); } }())),
             0, {}, fill_cos_ramp);
-        r.in_size = r.in_per = 0;
-        return r.lengths(80, 4099);
+        return r.output_only().lengths(80, 4099);
       }(),
       // ---- filter: the section cascade, every section count to 70
       [] {
