@@ -1,9 +1,9 @@
-// Shared pieces of the trigger tests: the exports per element type, a walker
-// that runs a trigger over a record cut into blocks exactly as a caller
-// would, random plateau signals that sit exactly on the levels, and oracles
-// that say where a trigger must fire from what the trigger is for (the first
-// crossing after an excursion, a pulse and its width, a runt and its width),
-// each in a closed form over the whole record rather than as a state machine.
+// What the trigger tests share: the exports per element type, a walker that
+// runs a trigger over a record cut into blocks exactly as a caller would,
+// random plateau signals that sit exactly on the levels, and oracles that say
+// where a trigger must fire from what it is for (the first crossing after an
+// excursion, a pulse and its width, a runt and its width), each in a closed
+// form over the whole record rather than as a state machine.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,26 +23,21 @@
 
 namespace morvex::test::trigger {
 
-// ---------------------------------------------------------------- exports per type
 template <class T>
 struct Fns;
-#define MORVEX_TRIGGER_FNS(T, S)                                                                         \
-  template <>                                                                                            \
-  struct Fns<T> {                                                                                        \
-    static constexpr auto rising = morvex_m_trigger_edge_rising_##S;                                     \
-    static constexpr auto falling = morvex_m_trigger_edge_falling_##S;                                   \
-    static constexpr auto any = morvex_m_trigger_edge_any_##S;                                           \
-    static constexpr auto inside = morvex_m_trigger_window_inside_##S;                                   \
-    static constexpr auto outside = morvex_m_trigger_window_outside_##S;                                 \
-    static constexpr auto enter = morvex_m_trigger_window_enter_##S;                                     \
-    static constexpr auto exit = morvex_m_trigger_window_exit_##S;                                       \
-    static constexpr auto interval_pos = morvex_m_trigger_interval_positive_##S;                         \
-    static constexpr auto interval_neg = morvex_m_trigger_interval_negative_##S;                         \
-    static constexpr auto pulse_pos = morvex_m_trigger_pulse_width_positive_##S;                         \
-    static constexpr auto pulse_neg = morvex_m_trigger_pulse_width_negative_##S;                         \
-    static constexpr auto runt_pos = morvex_m_trigger_runt_pulse_positive_##S;                           \
-    static constexpr auto runt_neg = morvex_m_trigger_runt_pulse_negative_##S;                           \
-    static constexpr auto runt_any = morvex_m_trigger_runt_pulse_any_##S;                                \
+#define MORVEX_TRIGGER_FNS(T, S)                                                                                 \
+  template <>                                                                                                    \
+  struct Fns<T> {                                                                                                \
+    static constexpr auto rising = morvex_m_trigger_edge_rising_##S, falling = morvex_m_trigger_edge_falling_##S; \
+    static constexpr auto any = morvex_m_trigger_edge_any_##S, inside = morvex_m_trigger_window_inside_##S;       \
+    static constexpr auto outside = morvex_m_trigger_window_outside_##S, enter = morvex_m_trigger_window_enter_##S; \
+    static constexpr auto exit = morvex_m_trigger_window_exit_##S;                                                \
+    static constexpr auto interval_pos = morvex_m_trigger_interval_positive_##S;                                  \
+    static constexpr auto interval_neg = morvex_m_trigger_interval_negative_##S;                                  \
+    static constexpr auto pulse_pos = morvex_m_trigger_pulse_width_positive_##S;                                  \
+    static constexpr auto pulse_neg = morvex_m_trigger_pulse_width_negative_##S;                                  \
+    static constexpr auto runt_pos = morvex_m_trigger_runt_pulse_positive_##S;                                    \
+    static constexpr auto runt_neg = morvex_m_trigger_runt_pulse_negative_##S, runt_any = morvex_m_trigger_runt_pulse_any_##S; \
   };
 MORVEX_TRIGGER_FNS(int16_t, i16)
 MORVEX_TRIGGER_FNS(uint8_t, u8)
