@@ -1,6 +1,8 @@
 // FFTW loading as the library does it, with FFTW present (a stand-in that
 // computes the transforms directly), absent, and incomplete (the stand-in
-// without its plan destroyer), whatever the machine has installed.
+// without its plan destroyer), whatever the machine has installed: the
+// options, the files asked for and closed, lazy planning and plan reuse,
+// failed planning, unloading at the last shut-down, and the planner lock.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +18,7 @@
 #include "frame/lifecycle.h"
 #include "interpose.h"
 #include "morvex-m.h"
-#include "reference.h"
+#include "dft_api.h"
 
 namespace {
 
@@ -83,28 +85,23 @@ class FftwLoader : public ::testing::Test {
   }
 
   // A forward plan and a one-shot forward and inverse transform of n
-  // samples: the plan's backend is the one expected, the results those of the
-  // direct transform.
+  // samples: the plan's backend is the one expected, plan and one-shot agree
+  // to the bit, and the inverse gives back n times the signal.
   template <class T>
   void expect_transforms(bool on_fftw, uint64_t n) {
     SCOPED_TRACE(::testing::Message() << "n = " << n);
     const std::vector<T> x = random_signal<T>(n, uint32_t(n));
-    const auto ref = direct_forward(x.data(), n);
     std::vector<std::complex<T>> X(n / 2 + 1), P(n / 2 + 1);
     std::vector<T> y(n);
     morvex_m_dft_plan* plan = nullptr;
     ASSERT_EQ(Api<T>::create(x.data(), n, c(P.data()), P.size(), &plan), 0);
-    using Eigen = lib::eigen::DFTR2C1D<T>;
-    EXPECT_EQ(dynamic_cast<Eigen*>(backend(plan)) == nullptr, on_fftw);
+    EXPECT_EQ(dynamic_cast<lib::eigen::DFTR2C1D<T>*>(backend(plan)) == nullptr, on_fftw);
     ASSERT_EQ(Api<T>::execute(plan, x.data(), n, c(P.data()), P.size()), 0);
     morvex_m_dft_plan_destroy(plan);
     ASSERT_EQ(Api<T>::dft(x.data(), n, c(X.data()), X.size()), 0);
-    for (size_t k = 0; k < X.size(); ++k) {
-      EXPECT_LE(std::abs(LComplex(X[k].real(), X[k].imag()) - ref[k]), fft_bound<T>(n, n));
-      EXPECT_EQ(X[k], P[k]);
-    }
+    EXPECT_EQ(X, P);
     ASSERT_EQ(Api<T>::idft(c(X.data()), X.size(), y.data(), n), 0);
-    for (size_t j = 0; j < n; ++j) EXPECT_NEAR(double(y[j]), double(n) * double(x[j]), 1e-3 * double(n));
+    for (size_t j = 0; j < n; ++j) EXPECT_NEAR(double(y[j]), double(n) * double(x[j]), 1e-4 * double(n));
   }
 };
 
@@ -173,7 +170,8 @@ TEST_F(FftwLoader, PlansAreMadeLazilyOnceAndReused) {
   ASSERT_EQ(morvex_m_setopt(MORVEX_M_OPT_FFTW3, 1), 0);
   const uint64_t n = 12;
   std::vector<double> x = random_signal<double>(n, 1), x2 = random_signal<double>(n, 2);
-  std::vector<std::complex<double>> X(7), X2(7);
+  std::vector<std::complex<double>> X(7), X2(7), raw(7);
+  ASSERT_EQ(morvex_m_dft_f64(x2.data(), n, c(raw.data()), 7), 0);
   const FakeStats s0 = kFakeD.stats();
   morvex_m_dft_plan* plan = nullptr;
   ASSERT_EQ(morvex_m_dft_plan_create_r2c_1d_f64(x.data(), n, c(X.data()), 7, &plan), 0);
@@ -186,8 +184,7 @@ TEST_F(FftwLoader, PlansAreMadeLazilyOnceAndReused) {
   EXPECT_EQ(s1.planned - s0.planned, 1);
   EXPECT_EQ(s1.executed - s0.executed, 1);
   EXPECT_EQ(s1.executed_new_arrays - s0.executed_new_arrays, 2);
-  const auto ref2 = direct_forward(x2.data(), n);
-  EXPECT_NEAR(X2[3].real(), double(ref2[3].real()) / 12, 1e-14);
+  EXPECT_EQ(X2[3], raw[3] / 12.0) << "the plan ran on the second signal";
   morvex_m_dft_plan_destroy(plan);
   EXPECT_EQ(kFakeD.stats().destroyed - s0.destroyed, 1);
 }
