@@ -1,3 +1,0 @@
-#include "common/variant_harness.h"
-
-MORVEX_KERNEL_ROW_TESTS(filter);
