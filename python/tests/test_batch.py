@@ -6,20 +6,12 @@ import numpy as np
 import pytest
 
 pytestmark = pytest.mark.filterwarnings("ignore::DeprecationWarning")  # from the Debian tornado under Dask
-EXAMPLES = Path(__file__).resolve().parents[2] / "examples" / "python"
+# Spawned Dask workers start with this process's sys.path, so they import the example by name too.
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "examples" / "python"))
+import batch_analysis as batch  # noqa: E402
 
 
-@pytest.fixture(scope="module")
-def batch():
-    # Spawned Dask workers start with this process's sys.path, so they import
-    # the example by name as well.
-    sys.path.insert(0, str(EXAMPLES))
-    import batch_analysis
-    yield batch_analysis
-    sys.path.remove(str(EXAMPLES))
-
-
-def test_dask_and_one_process_give_the_same_table(batch, tmp_path):
+def test_dask_and_one_process_give_the_same_table(tmp_path):
     distributed = pytest.importorskip("distributed")
     paths = batch.make_demo_captures(tmp_path, 4, samples=200_000)
     local = batch.run_local(paths)

@@ -33,6 +33,7 @@ ARRAY_ROWS = [  # package call, C export, C arguments (o: the output the C call 
     (lambda d: m.convert(d["i16"], 2e-3, 1, np.float64), "convert_i16f64",
      lambda d, o: (d["i16"], o, d["n"], 2e-3, 1.0)),
     (lambda d: m.convert(d["f64"] * 1e3, 0.5, 1), "convert_f64f32", lambda d, o: (d["f64"] * 1e3, o, d["n"], F(.5), F(1))),
+    (lambda d: m.fill(np.empty(d["n"], np.uint16), 999), "set_u16", lambda d, o: (o, d["n"], U16(999))),
     (lambda d: m.clip(d["f32"], -0.5, 0.5), "clip_f32", lambda d, o: (d["f32"], o, d["n"], F(-.5), F(.5))),
     (lambda d: m.shr_clip(d["u16"], 4, 10, 3000), "shr_clip_u16",
      lambda d, o: (d["u16"], o, d["n"], U8(4), U16(10), U16(3000))),

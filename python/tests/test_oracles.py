@@ -1,4 +1,6 @@
 """The package against numpy and scipy.signal."""
+import math
+
 import numpy as np
 import pytest
 from scipy import signal
@@ -30,6 +32,7 @@ def test_conversion_searches_and_reductions(data):
     assert m.index_max(np.zeros(4, np.uint8)) == (0, 0)  # an extreme equal to the type's limit is still found
     counts, below, above = m.histogram(u8, 17, 0, 254, np.uint32)
     assert np.array_equal(counts, np.histogram(u8[u8 <= 254], 17, (0, 254))[0]) and (below, above) == (0, (u8 > 254).sum())
+    assert [m.erf(v) for v in (0.3, -1.7, 2.5)] == [math.erf(v) for v in (0.3, -1.7, 2.5)]  # the C library's erf
     a, b = m.fit_exp(3.0 * np.exp(-0.02 * np.arange(50)))
     assert a == pytest.approx(3.0, rel=1e-11) and b == pytest.approx(-0.02, rel=1e-9)
 
