@@ -66,15 +66,15 @@ def _binary(op, const, rconst):
         return _run(op, s, (a, b), out)
 
     sym = {"add": "+", "sub": "-", "mul": "*", "div": "/"}[op]
+    forms = f"``{const}``" if const == rconst else f"``{const}`` for ``a {sym} c``, ``{rconst}`` for ``c {sym} b``"
     f.__name__ = f.__qualname__ = op
     f.__doc__ = f"""``a {sym} b`` element by element, one IEEE operation per element.
 
     Parameters
     ----------
     a, b : array_like of float32 or float64, or a number
-        Two arrays of one dtype and shape, or an array and a number (the
-        number is taken in the array's type: ``morvex_m_{const}`` or
-        ``morvex_m_{rconst}``).
+        Two arrays of one dtype and shape, or an array and a number taken in
+        the array's type ({forms}).
     {_DOC_OUT}
 
     Returns

@@ -134,7 +134,9 @@ class Trigger:
         The state moves to that sample (or to the end of the block), so the
         next call continues from there: pass the hit as ``start`` to look for
         the following one (hit + 1 for window_inside and window_outside,
-        which report the sample they stand on), or the next block.
+        which report the sample they stand on, and for a pulse-width trigger
+        whose upper level is not above its lower one, which ends a zero-width
+        pulse on the sample it starts from), or the next block.
 
         Parameters
         ----------
@@ -162,7 +164,9 @@ class Trigger:
         Returns
         -------
         numpy.ndarray of int64
-            Block-relative positions, ascending. A record cut into blocks
+            Block-relative positions, ascending, each reported once (a
+            trigger that reports the sample it was started on again is moved
+            one sample on, so the walk always ends). A record cut into blocks
             gives the same hits (offset by each block's start) as one block.
         """
         a = self._block(block)
@@ -172,6 +176,12 @@ class Trigger:
                 self._call(a, pos)
                 if pos.value >= n:
                     break
+                if hits and pos.value == hits[-1]:
+                    # Reported again from the very sample it was started on: a
+                    # pulse-width trigger whose upper level is not above its
+                    # lower one ends a zero-width pulse there on every call.
+                    pos.value += 1
+                    continue
                 hits.append(pos.value)
                 pos.value += self._step
         return np.array(hits, np.int64)
