@@ -1,6 +1,7 @@
 #include "analysis.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -106,12 +107,18 @@ TriggerLog::~TriggerLog() {
 }
 
 void TriggerLog::row(unsigned channel, uint64_t sample, std::optional<uint64_t> width) {
-  std::fprintf(file_, "%u,%llu,%.10g,", channel, static_cast<unsigned long long>(sample),
-               static_cast<double>(sample) / rate_);
-  if (width)
-    std::fprintf(file_, "%.10g\n", static_cast<double>(*width) / rate_);
-  else
-    std::fputc('\n', file_);
+  // A busy capture has millions of edges: the shortest round-trip form of
+  // each number, made by to_chars, costs a fraction of printf's.
+  char line[128];
+  char* p = std::to_chars(line, line + 20, channel).ptr;
+  *p++ = ',';
+  p = std::to_chars(p, p + 24, sample).ptr;
+  *p++ = ',';
+  p = std::to_chars(p, p + 32, static_cast<double>(sample) / rate_).ptr;
+  *p++ = ',';
+  if (width) p = std::to_chars(p, p + 32, static_cast<double>(*width) / rate_).ptr;
+  *p++ = '\n';
+  std::fwrite(line, 1, static_cast<std::size_t>(p - line), file_);
 }
 
 void TriggerLog::close() {

@@ -176,7 +176,7 @@ class SoundFileCapture final : public Capture {
   explicit SoundFileCapture(const Options& options) {
     check_readable(options.capture);
     SF_INFO sf_info{};
-    file_ = sf_open(options.capture.c_str(), SFM_READ, &sf_info);
+    file_.reset(sf_open(options.capture.c_str(), SFM_READ, &sf_info));
     if (!file_)
       throw InputError("cannot read " + quoted(options.capture) + " as a sound file: " + sf_strerror(nullptr));
     info_.source = options.capture;
@@ -211,25 +211,37 @@ class SoundFileCapture final : public Capture {
     info_.format = format_name(major) + ", " + format_name(subtype);
     apply_mapping(info_, options);
   }
-  ~SoundFileCapture() override { sf_close(file_); }
 
   std::size_t read(void* buffer, std::size_t max_frames) override {
+    if (ended_) return 0;
     const auto frames = static_cast<sf_count_t>(max_frames);
     sf_count_t got = 0;
     switch (info_.type) {
       case SampleType::u8:
       case SampleType::i8:
-        got = sf_read_raw(file_, buffer, frames * info_.channels) / info_.channels;
+        got = sf_read_raw(file_.get(), buffer, frames * info_.channels) / info_.channels;
         break;
       case SampleType::f32:
-        got = sf_readf_float(file_, static_cast<float*>(buffer), frames);
+        got = sf_readf_float(file_.get(), static_cast<float*>(buffer), frames);
         break;
       default:
-        got = sf_readf_short(file_, static_cast<short*>(buffer), frames);
+        got = sf_readf_short(file_.get(), static_cast<short*>(buffer), frames);
     }
-    if (got < frames && sf_error(file_) != SF_ERR_NO_ERROR)
-      throw InputError("cannot decode " + quoted(info_.source) + ": " + sf_strerror(file_));
-    return static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
+    got = std::max<sf_count_t>(got, 0);
+    read_ += static_cast<uint64_t>(got);
+    if (got == frames) return static_cast<std::size_t>(got);
+    // The end, or a decoder that gave up. A file cut short (an interrupted
+    // recording) still holds good samples: analyse them, and say so.
+    ended_ = true;
+    if (sf_error(file_.get()) != SF_ERR_NO_ERROR) {
+      if (read_ == 0) throw InputError("cannot decode " + quoted(info_.source) + ": " + sf_strerror(file_.get()));
+      warning_ = "decoding " + quoted(info_.source) + " stopped after " + std::to_string(read_) +
+                 " frames: " + sf_strerror(file_.get());
+    } else if (info_.frames && read_ < info_.frames) {
+      warning_ = quoted(info_.source) + " ends after " + std::to_string(read_) + " of the " +
+                 std::to_string(info_.frames) + " frames its header announces";
+    }
+    return static_cast<std::size_t>(got);
   }
 
  private:
@@ -240,7 +252,10 @@ class SoundFileCapture final : public Capture {
     return fi.name;
   }
 
-  SNDFILE* file_ = nullptr;
+  // Closed also when the constructor gives up on the file.
+  std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file_{nullptr, sf_close};
+  uint64_t read_ = 0;
+  bool ended_ = false;
 };
 
 }  // namespace

@@ -142,6 +142,7 @@ int run(const Options& options, bool fftw) {
   log.close();
 
   write_spectrum_csv(report.outputs[0].path, report);
+  const PlotCaches caches;
   plot_spectrum(report, report.outputs[2].path, report.outputs[3].path);
   plot_waveform(report, report.outputs[4].path, report.outputs[5].path);
 

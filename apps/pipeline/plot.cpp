@@ -2,6 +2,7 @@
 
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <fontconfig/fontconfig.h>
 
 #include <algorithm>
 #include <cmath>
@@ -276,6 +277,11 @@ std::pair<double, std::string> unit_for(double span, const char* base) {
 }
 
 }  // namespace
+
+PlotCaches::~PlotCaches() {
+  cairo_debug_reset_static_data();  // drops cairo's hold on fontconfig first
+  FcFini();
+}
 
 void plot_spectrum(const Report& r, const std::string& svg_path, const std::string& png_path) {
   Chart chart;
