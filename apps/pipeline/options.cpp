@@ -38,7 +38,8 @@ signal: a 1 kHz sine of 0.5 V with noise on channel 0, pulses of 0.5 ms
 every 2 ms on channel 1, 16-bit samples at 128 kHz.
 
 CAPTURE is a WAV, FLAC or AIFF file (anything libsndfile reads), or with
---raw a headerless file of interleaved little-endian samples.
+--raw a headerless file of interleaved little-endian samples; - reads
+standard input.
 
 Input
   --raw TYPE        headerless capture of u8, i8, i16 or u16 samples

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -154,7 +155,9 @@ void write_text(std::FILE* out, const Report& r) {
   }
   if (!r.outputs.empty()) {
     std::fputs("\nfiles\n", out);
-    for (const auto& o : r.outputs) std::fprintf(out, "  %-40s %s\n", o.path.c_str(), o.what.c_str());
+    int width = 0;
+    for (const auto& o : r.outputs) width = std::max(width, static_cast<int>(o.path.size()));
+    for (const auto& o : r.outputs) std::fprintf(out, "  %-*s  %s\n", width, o.path.c_str(), o.what.c_str());
   }
 }
 
