@@ -1,10 +1,11 @@
 """Builds the wheel with libmorvex-m inside it.
 
 The build step compiles the library from the repository this package sits in
-(one level up) with CMake, installs it into a scratch prefix (which gives
-libmorvex-m its $ORIGIN run path) and copies the three shared libraries into
-morvex/_libs. MORVEX_M_BUILD_DIR names an existing CMake build folder to
-install from instead, so that CI does not compile the library twice.
+(one level up) with CMake, copies the three shared libraries into
+morvex/_libs under their SONAMEs and gives libmorvex-m the run path $ORIGIN,
+so that it finds its two platform libraries beside itself. MORVEX_M_BUILD_DIR
+names an existing CMake build folder to take the libraries from instead, so
+that CI does not compile the library twice.
 """
 import os
 import re
@@ -50,16 +51,19 @@ class BuildWithLibrary(build_py):
             generator = ["-G", "Ninja"] if shutil.which("ninja") and not (build_dir / "CMakeCache.txt").exists() else []
             run("cmake", "-S", ROOT, "-B", build_dir, *generator, "-DCMAKE_BUILD_TYPE=Release",
                 "-DMORVEX_BUILD_TESTS=OFF", "-DMORVEX_BUILD_BENCH=OFF", "-DMORVEX_BUILD_EXAMPLES=OFF")
-            run("cmake", "--build", build_dir, "--parallel", os.cpu_count() or 1)
+            # The library and its two platform libraries only: nothing else goes into the wheel.
+            run("cmake", "--build", build_dir, "--target", "morvex-m", "--parallel", os.cpu_count() or 1)
         dest = Path(self.build_lib) / "morvex" / "_libs"
         dest.mkdir(parents=True, exist_ok=True)
-        with tempfile.TemporaryDirectory() as stage:
-            run("cmake", "--install", build_dir, "--prefix", stage)
-            for name in LIBS:
-                found = sorted(Path(stage).rglob(name))
-                if not found:
-                    raise SystemExit(f"morvex: {name} is missing from the installed tree of {build_dir}")
-                shutil.copyfile(found[0], dest / name)  # the file itself under its SONAME: wheels hold no links
+        for name in LIBS:
+            if not (build_dir / name).exists():
+                raise SystemExit(f"morvex: {name} is not in {build_dir}; build the target morvex-m there first")
+            shutil.copyfile(build_dir / name, dest / name)  # the file itself under its SONAME: wheels hold no links
+        # The build tree's run path names the build folder; the wheel's must name the folder the library is in.
+        with tempfile.TemporaryDirectory() as tmp:
+            script = Path(tmp) / "runpath.cmake"
+            script.write_text('file(RPATH_SET FILE "${LIB}" NEW_RPATH "$ORIGIN")\n')
+            run("cmake", f"-DLIB={dest / 'libmorvex-m.so.0'}", "-P", script)
 
 
 class PlatformWheel(bdist_wheel):

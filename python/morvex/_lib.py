@@ -20,12 +20,18 @@ _HERE = Path(__file__).resolve().parent
 
 
 def _load():
-    bundled = _HERE / "_libs" / "libmorvex-m.so.0"
-    path = os.environ.get("MORVEX_M_LIB") or (str(bundled) if bundled.exists() else "libmorvex-m.so.0")
+    path, bundled = os.environ.get("MORVEX_M_LIB"), _HERE / "_libs"
     try:
+        if not path and (bundled / "libmorvex-m.so.0").exists():
+            # The bundled platform libraries first, by path: libmorvex-m then
+            # finds them loaded under their SONAMEs, whatever its run path says.
+            for dep in ("libmorvex-core.so.0", "libmorvex-tp.so.0"):
+                ctypes.CDLL(str(bundled / dep))
+            path = str(bundled / "libmorvex-m.so.0")
+        path = path or "libmorvex-m.so.0"
         return ctypes.CDLL(path), path
     except OSError as e:
-        raise ImportError(f"morvex: cannot load the shared library {path!r}: {e}") from e
+        raise ImportError(f"morvex: cannot load the shared library {path or bundled}: {e}") from e
 
 
 lib, library_path = _load()
