@@ -121,9 +121,14 @@ class Trigger:
         with self._lock:
             _free(self._state)
 
-    def _call(self, a, pos):
+    def _args_for(self, a, pos):
         extra = () if self.kind in _STATELESS else (ctypes.byref(self._state),)
-        check(self._fn(ptr(a), a.size, *self._args, ctypes.byref(pos), *extra), f"trigger_{self.kind}_{self._s}")
+        return (ptr(a), a.size, *self._args, ctypes.byref(pos), *extra)
+
+    def _call(self, args):
+        status = self._fn(*args)
+        if status:
+            check(status, f"trigger_{self.kind}_{self._s}")
 
     def _block(self, block):
         return array(block, (self._s,), "block", ndim=1, like=self.dtype)[0]
@@ -151,7 +156,7 @@ class Trigger:
         a = self._block(block)
         pos = ctypes.c_uint64(count(start, "start"))
         with self._lock:
-            self._call(a, pos)
+            self._call(self._args_for(a, pos))
         return pos.value if pos.value < a.size else None
 
     def find_all(self, block):
@@ -171,9 +176,10 @@ class Trigger:
         """
         a = self._block(block)
         hits, pos, n = [], ctypes.c_uint64(0), a.size
+        args = self._args_for(a, pos)  # pos is updated in place, call after call
         with self._lock:
             while True:
-                self._call(a, pos)
+                self._call(args)
                 if pos.value >= n:
                     break
                 if hits and pos.value == hits[-1]:
