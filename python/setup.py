@@ -40,6 +40,9 @@ class BuildWithLibrary(build_py):
     """build_py, then the shared libraries beside the package's modules."""
 
     def run(self):
+        # pip builds in the source tree: start from an empty package folder so
+        # that a module removed since the last build does not ride along.
+        shutil.rmtree(Path(self.build_lib) / "morvex", ignore_errors=True)
         super().run()
         build_dir = os.environ.get("MORVEX_M_BUILD_DIR")
         if build_dir:
