@@ -13,7 +13,7 @@ H = 513  # complex elements in the first 1026 floats of a block
 
 
 c64 = lambda d: d["f32"][:2 * H].view(np.complex64)  # noqa: E731
-spec = lambda d: np.fft.rfft(d["f64"])  # noqa: E731
+spectrum = lambda d: np.fft.rfft(d["f64"])  # noqa: E731
 
 ARRAY_ROWS = [  # package call, C export, C arguments (o: the output the C call fills)
     (lambda d: m.add(d["f32"], d["g32"]), "add_f32", lambda d, o: (d["f32"], d["g32"], o, d["n"])),
@@ -28,7 +28,7 @@ ARRAY_ROWS = [  # package call, C export, C arguments (o: the output the C call 
     (lambda d: m.logn(d["g32"], 3, 2), "logn_f32", lambda d, o: (d["g32"], o, d["n"], F(3), F(2))),
     (lambda d: m.abs(d["f32"]), "abs_f32", lambda d, o: (d["f32"], o, d["n"])),
     (lambda d: m.magnitude(c64(d)), "magnitude_c32f32", lambda d, o: (c64(d), o, H)),
-    (lambda d: m.angle(spec(d)), "atan2_c64f64", lambda d, o: (spec(d), o, H + 1)),
+    (lambda d: m.angle(spectrum(d)), "atan2_c64f64", lambda d, o: (spectrum(d), o, H + 1)),
     (lambda d: m.convert(d["u8"], 0.01, -1.28), "convert_u8f32", lambda d, o: (d["u8"], o, d["n"], F(0.01), F(-1.28))),
     (lambda d: m.convert(d["i16"], 2e-3, 1, np.float64), "convert_i16f64",
      lambda d, o: (d["i16"], o, d["n"], 2e-3, 1.0)),
@@ -60,9 +60,9 @@ ARRAY_ROWS = [  # package call, C export, C arguments (o: the output the C call 
     (lambda d: m.rfft(d["f32"], "amplitude"), "dft_divn_f32", lambda d, o: (d["f32"], d["n"], o, H + 1, I32(1))),
     (lambda d: m.RealFFT(d["n"])(d["f64"]), "dft_f64", lambda d, o: (d["f64"], d["n"], o, H + 1)),
     (lambda d: m.RealFFT(d["n"])(d["f64"], norm="n"), "dft_divn_f64", lambda d, o: (d["f64"], d["n"], o, H + 1, I32(0))),
-    (lambda d: m.irfft(spec(d), d["n"]), "idft_f64", lambda d, o: (spec(d), H + 1, o, d["n"])),
-    (lambda d: m.RealFFT(d["n"], np.float32).inverse(spec(d).astype(np.complex64)), "idft_f32",
-     lambda d, o: (spec(d).astype(np.complex64), H + 1, o, d["n"])),
+    (lambda d: m.irfft(spectrum(d), d["n"]), "idft_f64", lambda d, o: (spectrum(d), H + 1, o, d["n"])),
+    (lambda d: m.RealFFT(d["n"], np.float32).inverse(spectrum(d).astype(np.complex64)), "idft_f32",
+     lambda d, o: (spectrum(d).astype(np.complex64), H + 1, o, d["n"])),
 ]
 
 
