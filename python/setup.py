@@ -53,7 +53,8 @@ class BuildWithLibrary(build_py):
             build_dir = Path(self.get_finalized_command("build").build_temp).resolve() / "cmake"
             generator = ["-G", "Ninja"] if shutil.which("ninja") and not (build_dir / "CMakeCache.txt").exists() else []
             run("cmake", "-S", ROOT, "-B", build_dir, *generator, "-DCMAKE_BUILD_TYPE=Release",
-                "-DMORVEX_BUILD_TESTS=OFF", "-DMORVEX_BUILD_BENCH=OFF", "-DMORVEX_BUILD_EXAMPLES=OFF")
+                "-DMORVEX_BUILD_TESTS=OFF", "-DMORVEX_BUILD_BENCH=OFF", "-DMORVEX_BUILD_EXAMPLES=OFF",
+                "-DMORVEX_BUILD_APPS=OFF")
             # The library and its two platform libraries only: nothing else goes into the wheel.
             run("cmake", "--build", build_dir, "--target", "morvex-m", "--parallel", os.cpu_count() or 1)
         dest = Path(self.build_lib) / "morvex" / "_libs"
