@@ -16,11 +16,9 @@ template <class T>
 class Buffer {
  public:
   explicit Buffer(size_t n, size_t offset = 0) : n_(n), raw_((n + offset) * sizeof(T) + 128) {
-    const uintptr_t base = (reinterpret_cast<uintptr_t>(raw_.data()) + 63) & ~uintptr_t(63);
-    data_ = reinterpret_cast<T*>(base) + offset;
+    data_ = reinterpret_cast<T*>((reinterpret_cast<uintptr_t>(raw_.data()) + 63) & ~uintptr_t(63)) + offset;
   }
   T* data() { return data_; }
-  size_t size() const { return n_; }
   T& operator[](size_t i) { return data_[i]; }
   T* begin() { return data_; }
   T* end() { return data_ + n_; }
@@ -32,9 +30,7 @@ class Buffer {
 };
 
 template <class T>
-bool same_bits(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
+bool same_bits(const T& a, const T& b) { return std::memcmp(&a, &b, sizeof(T)) == 0; }
 
 // a[i] and b[i] have identical bits for every i (NaNs included); names the first difference.
 template <class T>

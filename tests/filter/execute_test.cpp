@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
 #include "common/variant_harness.h"
 #include "filter/state.h"
 #include "frame/split.h"

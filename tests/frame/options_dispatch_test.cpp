@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "common/kernel_configs.h"
+#include "common/variant_harness.h"
 #include "frame/dispatch.h"
 #include "morvex-core.h"
 #include "morvex-m.h"

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
 #include "common/variant_harness.h"
 
 using morvex::test::all_same_bits;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
+#include "common/variant_harness.h"
 
 namespace {
 

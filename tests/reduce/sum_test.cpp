@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
 #include "common/variant_harness.h"
 
 MORVEX_KERNEL_ROW_TESTS(reduce);

@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/kernel_configs.h"
+#include "common/variant_harness.h"
 #include "morvex-m.h"
 
 // Every calloc of this binary comes here (see extra.cmake); a test switches
