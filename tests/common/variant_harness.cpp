@@ -26,8 +26,7 @@ void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body
   restore_processor_options();
   for (const KernelConfig& config : kernel_configs()) {
     for (int32_t id : config.off) EXPECT_EQ(morvex_m_setopt(id, 0), 0);
-    SCOPED_TRACE("kernel configuration: " + config.name);
-    body(config);
+    SCOPED_TRACE("kernel configuration: " + config.name); body(config);
   }
   restore_processor_options();
 }
@@ -48,10 +47,7 @@ const char* const kLayoutNames[] = {"apart", "apart, misaligned", "in place", "o
 // Two byte arenas holding the same inputs at the same offsets from a 64-byte
 // boundary: one for the call, one for the reference.
 struct Arenas {
-  std::vector<unsigned char> raw[2];
-  unsigned char* base[2];
-  uint64_t in_at, out_at, size;
-  KernelArgs args[2];
+  std::vector<unsigned char> raw[2]; unsigned char* base[2]; uint64_t in_at, out_at, size; KernelArgs args[2];
 
   Arenas(const KernelRow& r, uint64_t n, Layout layout) {
     const uint64_t in_bytes = n * r.in_size * r.in_per, out_bytes = n * r.out_size * r.out_per + r.out_extra;
@@ -64,8 +60,7 @@ struct Arenas {
     if (layout == kBelow) in_at += oe;
     size = std::max(in_at + in_bytes, out_at + out_bytes) + 64;
     for (int k = 0; k < 2; ++k) {
-      raw[k].assign(size + 64, 0xA5);
-      base[k] = raw[k].data() + (64 - reinterpret_cast<uintptr_t>(raw[k].data()) % 64);
+      raw[k].assign(size + 64, 0xA5); base[k] = raw[k].data() + (64 - reinterpret_cast<uintptr_t>(raw[k].data()) % 64);
     }
     // Long records repeat a random block: the kernels' paths depend on the
     // length and the addresses, not on the values repeating.
@@ -100,14 +95,11 @@ void check_kernel_row(const KernelRow& r) {
   auto body = [&](const KernelConfig&) {
     const bool fused = r.fused && fused_kernels_enabled();
     if (fused) {  // the inputs must tell the fused result from the plain one
-      Arenas t(r, r.dense, kApart);
-      r.fused(t.args[0]), r.plain(t.args[1]);
+      Arenas t(r, r.dense, kApart); r.fused(t.args[0]), r.plain(t.args[1]);
       EXPECT_GE(t.first_difference(), 0) << "fused and plain results agree on every input";
     }
     for (const auto& [n, layout] : runs) {
-      Arenas t(r, n, layout);
-      const int32_t status = r.call(t.args[0]);
-      (fused ? r.fused : r.plain)(t.args[1]);
+      Arenas t(r, n, layout); const int32_t status = r.call(t.args[0]); (fused ? r.fused : r.plain)(t.args[1]);
       if (const int64_t at = t.first_difference(); status != 0 || at >= 0) {
         ADD_FAILURE() << r.name << ": n " << n << ", " << kLayoutNames[layout] << ", fused " << fused << ": status "
                       << status << ", first differing byte " << at << " (from the output's start)";

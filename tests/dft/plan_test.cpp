@@ -64,9 +64,7 @@ template <class T>
 void expect_size_rule(Backend b) {
   // n = 8 needs 5 bins and n = 7 needs 4; other counts are refused with
   // nothing written, and a create leaves a null plan.
-  const std::complex<T> sentinel(T(-7), T(7));
-  std::vector<T> x(9, T(1));
-  std::vector<std::complex<T>> X(6, sentinel);
+  const std::complex<T> sentinel(T(-7), T(7)); std::vector<T> x(9, T(1)); std::vector<std::complex<T>> X(6, sentinel);
   constexpr int32_t kLength = MORVEX_M_ERROR_DATA_LENGTH;
   for (uint64_t bins : {4, 6}) {
     auto* plan = reinterpret_cast<morvex_m_dft_plan*>(&x), *iplan = plan;  // not null, to see them cleared
@@ -88,8 +86,7 @@ void expect_size_rule(Backend b) {
   // made lazily, so creating one allocates nothing for the transform itself.
   const uint64_t longest = b == Backend::Eigen ? (uint64_t(1) << 29) - 1 : (uint64_t(1) << 31) - 1;
   for (uint64_t n : {longest, longest + 1}) {
-    morvex_m_dft_plan *plan = nullptr, *iplan = nullptr;
-    const int32_t want = n == longest ? 0 : kLength;
+    morvex_m_dft_plan *plan = nullptr, *iplan = nullptr; const int32_t want = n == longest ? 0 : kLength;
     EXPECT_EQ(Api<T>::create(x.data(), n, c(X.data()), n / 2 + 1, &plan), want) << n;
     EXPECT_EQ(Api<T>::icreate(c(X.data()), n / 2 + 1, x.data(), n, &iplan), want) << n;
     morvex_m_dft_plan_destroy(plan), morvex_m_idft_plan_destroy(iplan);
@@ -101,18 +98,13 @@ void expect_size_rule(Backend b) {
 }
 
 TEST_P(Plan, SizeRuleAndLongestLength) {
-  MORVEX_DFT_SELECT_BACKEND(GetParam());
-  expect_size_rule<float>(GetParam());
-  expect_size_rule<double>(GetParam());
+  MORVEX_DFT_SELECT_BACKEND(GetParam()); expect_size_rule<float>(GetParam()); expect_size_rule<double>(GetParam());
 }
 
 template <class T, class U>
 void expect_execute_checks() {
-  const uint64_t n = 16, bins = 9;
-  std::vector<T> x(n, T(1)), y(n);
-  std::vector<std::complex<T>> X(n), Y(n);
-  std::vector<U> xu(n);
-  std::vector<std::complex<U>> Xu(bins);
+  const uint64_t n = 16, bins = 9; std::vector<T> x(n, T(1)), y(n); std::vector<std::complex<T>> X(n), Y(n);
+  std::vector<U> xu(n); std::vector<std::complex<U>> Xu(bins);
   morvex_m_dft_plan *fwd = nullptr, *inv = nullptr, *other = nullptr;
   ASSERT_EQ(Api<T>::create(x.data(), n, c(X.data()), bins, &fwd) | Api<T>::icreate(c(Y.data()), bins, y.data(), n, &inv) |
                 Api<U>::create(xu.data(), n, c(Xu.data()), bins, &other), 0);
@@ -128,16 +120,13 @@ void expect_execute_checks() {
       Api<T>::execute(other, x.data(), n, c(X.data()), bins),   Api<T>::execute_divn(other, x.data(), n, c(X.data()), bins, 1)};
   for (int32_t st : invalid) EXPECT_EQ(st, MORVEX_M_INVALID_PLAN);
   // The plans still work, and either destroy export releases either direction.
-  EXPECT_EQ(Api<T>::execute(fwd, x.data(), n, c(X.data()), bins), 0);
-  EXPECT_EQ(X[0], std::complex<T>(T(16), T(0)));
+  EXPECT_EQ(Api<T>::execute(fwd, x.data(), n, c(X.data()), bins), 0); EXPECT_EQ(X[0], std::complex<T>(T(16), T(0)));
   morvex_m_idft_plan_destroy(fwd), morvex_m_dft_plan_destroy(inv), morvex_m_dft_plan_destroy(other);
   morvex_m_dft_plan_destroy(nullptr), morvex_m_idft_plan_destroy(nullptr);
 }
 
 TEST_P(Plan, ExecuteChecksInOrder) {
-  MORVEX_DFT_SELECT_BACKEND(GetParam());
-  expect_execute_checks<float, double>();
-  expect_execute_checks<double, float>();
+  MORVEX_DFT_SELECT_BACKEND(GetParam()); expect_execute_checks<float, double>(); expect_execute_checks<double, float>();
 }
 
 template <class T>
@@ -146,12 +135,10 @@ void expect_reuse(Backend b) {
   // what a fresh plan gives on them; FFTW refuses another alignment class
   // (8 bytes off; the element size for the real array), the built-in
   // backend takes any address.
-  const uint64_t n = 1000, bins = 501;
-  Buffer<T> a(n), other(n), in_off(n, 1), y(n), y2(n), y_fresh(n), y_off(n + 1);
+  const uint64_t n = 1000, bins = 501; Buffer<T> a(n), other(n), in_off(n, 1), y(n), y2(n), y_fresh(n), y_off(n + 1);
   Buffer<std::complex<T>> A(bins), B(bins), fresh(bins), shifted(bins + 1);
   const std::vector<T> sig = random_signal<T>(n, 6), spec = random_signal<T>(2 * bins, 2);
-  std::copy(sig.begin(), sig.end(), other.begin());
-  std::copy(sig.begin(), sig.end(), in_off.begin());
+  std::copy(sig.begin(), sig.end(), other.begin()); std::copy(sig.begin(), sig.end(), in_off.begin());
   morvex_m_dft_plan *plan = nullptr, *second = nullptr;
   ASSERT_EQ(Api<T>::create(a.data(), n, c(A.data()), bins, &plan) | Api<T>::execute(plan, a.data(), n, c(A.data()), bins) |
                 Api<T>::execute(plan, other.data(), n, c(B.data()), bins) |
@@ -184,17 +171,14 @@ void expect_reuse(Backend b) {
 }
 
 TEST_P(Plan, ReuseOnOtherArraysOfTheSameAlignmentClass) {
-  MORVEX_DFT_SELECT_BACKEND(GetParam());
-  expect_reuse<float>(GetParam());
-  expect_reuse<double>(GetParam());
+  MORVEX_DFT_SELECT_BACKEND(GetParam()); expect_reuse<float>(GetParam()); expect_reuse<double>(GetParam());
 }
 
 // Exactly a division of the raw bins: by n; or (one-sided) bin 0 halved, then
 // every bin, the Nyquist bin too, divided by n/2 formed in single precision.
 template <class T>
 void expect_normalisations(uint64_t n) {
-  const size_t bins = n / 2 + 1;
-  const std::vector<T> x = random_signal<T>(n, uint32_t(n) + 3);
+  const size_t bins = n / 2 + 1; const std::vector<T> x = random_signal<T>(n, uint32_t(n) + 3);
   std::vector<std::complex<T>> raw(bins), divn(bins), half(bins), pdivn(bins), phalf(bins);
   morvex_m_dft_plan* plan = nullptr;
   ASSERT_EQ(Api<T>::dft(x.data(), n, c(raw.data()), bins) | Api<T>::dft_divn(x.data(), n, c(divn.data()), bins, 0) |
@@ -202,8 +186,7 @@ void expect_normalisations(uint64_t n) {
                 Api<T>::create(x.data(), n, c(pdivn.data()), bins, &plan) |
                 Api<T>::execute_divn(plan, x.data(), n, c(pdivn.data()), bins, 0) |
                 Api<T>::execute_divn(plan, x.data(), n, c(phalf.data()), bins, -1), 0);
-  morvex_m_dft_plan_destroy(plan);
-  const T d = T(float(n) * 0.5f);
+  morvex_m_dft_plan_destroy(plan); const T d = T(float(n) * 0.5f);
   for (size_t k = 0; k < bins; ++k) {
     const std::complex<T> want = raw[k] / T(n), want_half = (k == 0 ? raw[0] * T(0.5) : raw[k]) / d;
     EXPECT_TRUE(divn[k] == want && pdivn[k] == want && half[k] == want_half && phalf[k] == want_half) << "n " << n << " bin " << k;
@@ -220,14 +203,12 @@ TEST_P(Plan, NormalisedForms) {
 // the same transforms give on one thread.
 template <class T>
 int run_plans(uint64_t n, uint32_t seed, int rounds) {
-  const std::vector<T> x = random_signal<T>(n, seed);
-  const uint64_t bins = n / 2 + 1;
+  const std::vector<T> x = random_signal<T>(n, seed); const uint64_t bins = n / 2 + 1;
   std::vector<std::complex<T>> X(bins), want(bins);
   EXPECT_EQ(Api<T>::dft(x.data(), n, c(want.data()), bins), 0);
   int bad = 0;
   for (int r = 0; r < rounds; ++r) {
-    morvex_m_dft_plan* f = nullptr;
-    bad += Api<T>::create(x.data(), n, c(X.data()), bins, &f) != 0;
+    morvex_m_dft_plan* f = nullptr; bad += Api<T>::create(x.data(), n, c(X.data()), bins, &f) != 0;
     for (int e = 0; e < 4; ++e)
       bad += Api<T>::execute(f, x.data(), n, c(X.data()), bins) != 0 || !all_same_bits(bits(X.data()), bits(want.data()), 2 * bins);
     morvex_m_dft_plan_destroy(f);
@@ -236,9 +217,7 @@ int run_plans(uint64_t n, uint32_t seed, int rounds) {
 }
 
 TEST_P(Plan, ConcurrencyOfDistinctPlans) {
-  MORVEX_DFT_SELECT_BACKEND(GetParam());
-  std::vector<int> bad(8, 0);
-  std::vector<std::thread> threads;
+  MORVEX_DFT_SELECT_BACKEND(GetParam()); std::vector<int> bad(8, 0); std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] { bad[2 * t] = run_plans<float>(256 + 60 * t, t, 20); });
     threads.emplace_back([&, t] { bad[2 * t + 1] = run_plans<double>(1024 - 100 * t, 10 + t, 20); });
@@ -258,8 +237,7 @@ TEST(PlanAlignment, NullPlanGivesTheAddressModulo16) {
 TEST(PlanBackend, ChosenByTheOptionAtCreationAndKept) {
   float xf[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   double xd[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-  std::complex<float> Xf[5];
-  std::complex<double> Xd[5];
+  std::complex<float> Xf[5]; std::complex<double> Xd[5];
   morvex_m_dft_plan *pf = nullptr, *pd = nullptr, *qf = nullptr, *qd = nullptr, *ef = nullptr;
   {
     MORVEX_DFT_SELECT_BACKEND(Backend::Fftw);
@@ -276,8 +254,7 @@ TEST(PlanBackend, ChosenByTheOptionAtCreationAndKept) {
   // Both options off now: the FFTW plans keep FFTW and keep working.
   ASSERT_EQ(morvex_m_dft_plan_execute_r2c_1d_f64(pd, xd, 8, c(Xd), 5), 0);
   EXPECT_TRUE(Xd[0] == std::complex<double>(36, 0) && Xd[4] == std::complex<double>(-4, 0));
-  ASSERT_EQ(morvex_m_idft_plan_execute_c2r_1d_f64(qd, c(Xd), 5, xd, 8), 0);
-  EXPECT_NEAR(xd[7], 64.0, 1e-12);
+  ASSERT_EQ(morvex_m_idft_plan_execute_c2r_1d_f64(qd, c(Xd), 5, xd, 8), 0); EXPECT_NEAR(xd[7], 64.0, 1e-12);
   for (morvex_m_dft_plan* p : {pf, pd, qf, qd, ef}) morvex_m_dft_plan_destroy(p);
 }
 
@@ -295,8 +272,7 @@ class KnownBins final : public morvex::dft::AbstractDFTR2C1D<double> {
 
 TEST(PlanNormalisation, OneSidedDivisorIsFormedInSinglePrecision) {
   const uint64_t n = (uint64_t(1) << 25) + 3;  // a float rounds it to 2^25 + 4
-  KnownBins t(n);
-  std::complex<double> out[3];
+  KnownBins t(n); std::complex<double> out[3];
   ASSERT_EQ(t.executeDivN(nullptr, n, out, 3, true), 0);
   const double d = 16777218.0;  // float(n) * 0.5f, not n * 0.5 = 16777217.5
   EXPECT_TRUE(out[0] == std::complex<double>(1.5 / d, -0.5 / d) && out[2] == std::complex<double>(3.0 / d, -1.0 / d));
@@ -309,10 +285,7 @@ TEST(PlanNormalisation, OneSidedDivisorIsFormedInSinglePrecision) {
 template <class Op>
 int fail_each_allocation(Op op) {
   for (long k = 0; k < 10000; ++k) {
-    t_fail_in = k;
-    const int32_t st = op();
-    const bool tripped = t_fail_in < 0;
-    t_fail_in = -1;
+    t_fail_in = k; const int32_t st = op(); const bool tripped = t_fail_in < 0; t_fail_in = -1;
     if (!tripped) {
       EXPECT_EQ(st, 0) << "with no allocation failing";
       return int(k);
@@ -326,10 +299,8 @@ int fail_each_allocation(Op op) {
 template <class T>
 void expect_out_of_memory(uint64_t n) {
   SCOPED_TRACE(::testing::Message() << "n = " << n);
-  const uint64_t bins = n / 2 + 1;
-  const std::vector<T> x = random_signal<T>(n, 9);
-  std::vector<std::complex<T>> X(bins), ref(bins), in(bins);
-  std::vector<T> y(n);
+  const uint64_t bins = n / 2 + 1; const std::vector<T> x = random_signal<T>(n, 9);
+  std::vector<std::complex<T>> X(bins), ref(bins), in(bins); std::vector<T> y(n);
   ASSERT_EQ(Api<T>::dft(x.data(), n, c(ref.data()), bins), 0);
   EXPECT_GT(fail_each_allocation([&] { return Api<T>::dft(x.data(), n, c(X.data()), bins); }), 0);
   EXPECT_EQ(X, ref);
@@ -338,8 +309,7 @@ void expect_out_of_memory(uint64_t n) {
               in = ref;  // an FFTW inverse overwrites its input
               return Api<T>::idft(c(in.data()), bins, y.data(), n);
             }), 0);
-  morvex_m_dft_plan* plan = nullptr;
-  int stale = 0;
+  morvex_m_dft_plan* plan = nullptr; int stale = 0;
   EXPECT_GT(fail_each_allocation([&] {
               const int32_t st = Api<T>::create(x.data(), n, c(X.data()), bins, &plan);
               stale += st != 0 && plan != nullptr;
@@ -349,9 +319,7 @@ void expect_out_of_memory(uint64_t n) {
   // The first execution builds the backend's tables: a failure part-way must
   // leave none half-built, so the run that succeeds and every later one agree.
   fail_each_allocation([&] { return Api<T>::execute(plan, x.data(), n, c(X.data()), bins); });
-  EXPECT_EQ(X, ref);
-  ASSERT_EQ(Api<T>::execute(plan, x.data(), n, c(X.data()), bins), 0);
-  EXPECT_EQ(X, ref);
+  EXPECT_EQ(X, ref); ASSERT_EQ(Api<T>::execute(plan, x.data(), n, c(X.data()), bins), 0); EXPECT_EQ(X, ref);
   morvex_m_dft_plan_destroy(plan);
 }
 
@@ -364,9 +332,7 @@ TEST(DftMemory, AllocationFailureIsOutOfMemory) {
 TEST(DftMemory, AllocationFailureOnFftw) {
   // FFTW allocates with its own allocator; the library's own allocations
   // (the backend object) still fail cleanly.
-  MORVEX_DFT_SELECT_BACKEND(Backend::Fftw);
-  expect_out_of_memory<float>(48);
-  expect_out_of_memory<double>(48);
+  MORVEX_DFT_SELECT_BACKEND(Backend::Fftw); expect_out_of_memory<float>(48); expect_out_of_memory<double>(48);
 }
 
 }  // namespace

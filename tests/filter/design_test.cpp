@@ -29,8 +29,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kFs = 1000.0, 
 // Each family through its export with its own extra parameter (status; a
 // failure leaves the caller's handle alone).
 int32_t design(int family, int32_t band, double fs, double f1, double f2) {
-  auto* sentinel = reinterpret_cast<morvex_m_filter_state*>(0x1);
-  morvex_m_filter_state* st = sentinel;
+  auto* sentinel = reinterpret_cast<morvex_m_filter_state*>(0x1); morvex_m_filter_state* st = sentinel;
   const int32_t r = family == 0   ? morvex_m_filter_iir_butterworth(band, 4, &st, fs, f1, f2)
                     : family == 1 ? morvex_m_filter_iir_chebyshev1(band, 4, &st, fs, f1, f2, 1.0)
                                   : morvex_m_filter_iir_chebyshev2(band, 4, &st, fs, f1, f2, 40.0);
@@ -100,8 +99,7 @@ TEST(FilterConvert, EdgeCasesOfTheConversions) {
   // Trailing zeros are exact roots at the origin; x^2 + 1 an exactly conjugate pair.
   const std::vector<cd> r = mf::roots({2, -2, 0, 0}), j = mf::roots({1, 0, 1});
   expect_roots(r, {1, 0, 0}, 1e-15);
-  EXPECT_EQ(std::count(r.begin(), r.end(), cd(0, 0)), 2);
-  EXPECT_EQ(j[0], std::conj(j[1]));
+  EXPECT_EQ(std::count(r.begin(), r.end(), cd(0, 0)), 2); EXPECT_EQ(j[0], std::conj(j[1]));
   EXPECT_TRUE(mf::roots({5}).empty());
   // Widely spread magnitudes: (x - 1e-4)(x - 1e4)(x^2 + x + 1), through poly and back.
   const std::vector<cd> want = {1e-4, 1e4, cd(-0.5, std::sqrt(0.75)), cd(-0.5, -std::sqrt(0.75))};
@@ -130,22 +128,16 @@ TEST(FilterState, RepresentationsDerivedOnceKeptOrRefused) {
   morvex_m_filter_state* st = nullptr;
   ASSERT_EQ(morvex_m_filter_iir_notch(&st, 1000.0, 50.0, 5.0), 0);
   EXPECT_FALSE(std::atomic_load(&st->zpk) || std::atomic_load(&st->sos));
-  const morvex_m_c64f64 *z1, *p1, *z2, *p2;
-  const double *b1, *a1, *b2, *a2;
-  uint64_t nz, np, n1, n2;
-  double k;
+  const morvex_m_c64f64 *z1, *p1, *z2, *p2; const double *b1, *a1, *b2, *a2; uint64_t nz, np, n1, n2; double k;
   ASSERT_EQ(morvex_m_filter_iir_get_zpk(st, &z1, &nz, &p1, &np, &k) | morvex_m_filter_iir_get_zpk(st, &z2, &nz, &p2, &np, &k) |
                 morvex_m_filter_iir_get_tf(st, &b1, &a1, &n1) | morvex_m_filter_iir_get_tf(st, &b2, &a2, &n2), 0);
   EXPECT_TRUE(z1 == z2 && p1 == p2 && b1 == b2 && a1 == a2 && n1 == 3u);
-  morvex_m_filter_state_destroy(st);
-  morvex_m_filter_state_destroy(nullptr);
+  morvex_m_filter_state_destroy(st); morvex_m_filter_state_destroy(nullptr);
   // No representation at all, or a TF whose denominator is all zero: every
   // query and execution fails and leaves its outputs alone.
   morvex_m_filter_state empty, bad;
   std::atomic_store(&bad.tf, std::make_shared<const TF>(TF{{1, 0, 0}, {0, 0, 0}}));
-  uint64_t n = 99;
-  int32_t stable = 7;
-  float x = 1;
+  uint64_t n = 99; int32_t stable = 7; float x = 1;
   for (morvex_m_filter_state* s : {&empty, &bad}) {
     EXPECT_EQ(morvex_m_filter_iir_get_sos(s, &b1, &n) | morvex_m_filter_iir_isstable(s, &stable) | morvex_m_filter_execute_f32(&x, &x, 1, s), -1);
   }
@@ -162,8 +154,7 @@ TEST(FilterState, StableOnlyStrictlyInsideTheUnitCircle) {
     morvex_m_filter_state st;
     std::atomic_store(&st.zpk, std::make_shared<const ZPK>(ZPK{{}, r.poles, 1.0}));
     int32_t stable = -1;
-    EXPECT_EQ(morvex_m_filter_iir_isstable(&st, &stable), 0);
-    EXPECT_EQ(stable, r.stable) << r.poles[0];
+    EXPECT_EQ(morvex_m_filter_iir_isstable(&st, &stable), 0); EXPECT_EQ(stable, r.stable) << r.poles[0];
   }
 }
 

@@ -59,35 +59,29 @@ TEST(FilterExecute, BlocksGiveWhatOneCallGivesF64) { blocks_give_one_call<double
 
 TEST(FilterExecute, SteadyStartsResetsOrderZeroAndTheElementType) {
   for (int order : {1, 2, 5, 8}) {
-    State st(0, order);
-    const double* c;
-    uint64_t n;
+    State st(0, order); const double* c; uint64_t n;
     ASSERT_EQ(morvex_m_filter_iir_get_sos(st.s, &c, &n), 0);
     double gain = 1.0;  // at zero frequency: the product of the sections' sums
     for (uint64_t i = 0; i < n; i += 6) gain *= (c[i] + c[i + 1] + c[i + 2]) / (c[i + 3] + c[i + 4] + c[i + 5]);
     std::vector<double> y(300);
     for (double level : {-2.5, 4.0}) {  // re-armed, a later block starts from its own first sample
-      morvex_m_filter_reset_delay_line(st.s, 1);
-      std::vector<double> x(300, level);
+      morvex_m_filter_reset_delay_line(st.s, 1); std::vector<double> x(300, level);
       ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), 0, st.s), 0);  // leaves the start pending
       ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), x.size(), st.s), 0);
       for (double v : y) ASSERT_NEAR(v, level * gain, 1e-12) << "order " << order;
     }
   }
   State a(2, 3), b(2, 3);  // a reset to zero is a fresh start
-  std::vector<float> x(500), ya(500), yb(500);
-  morvex::test::fill_random(x.data(), x.size(), 9, false);
+  std::vector<float> x(500), ya(500), yb(500); morvex::test::fill_random(x.data(), x.size(), 9, false);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), 123, a.s), 0);
   morvex_m_filter_reset_delay_line(a.s, 0);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), x.size(), a.s) | morvex_m_filter_execute_f32(x.data(), yb.data(), x.size(), b.s), 0);
   EXPECT_TRUE(morvex::test::all_same_bits(ya.data(), yb.data(), x.size()));
   // Order 0: one pass-through section carrying the gain 1; an executor
   // without any section copies, overlapping arrays included.
-  State zero(0, 0);
-  std::vector<double> orig(100), y(100);
+  State zero(0, 0); std::vector<double> orig(100), y(100);
   for (size_t i = 0; i < orig.size(); ++i) orig[i] = double(i) - 40.5;
-  ASSERT_EQ(morvex_m_filter_execute_f64(orig.data(), y.data(), y.size(), zero.s), 0);
-  EXPECT_EQ(y, orig);
+  ASSERT_EQ(morvex_m_filter_execute_f64(orig.data(), y.data(), y.size(), zero.s), 0); EXPECT_EQ(y, orig);
   morvex::def::FitlerIIRSOS<double> none{morvex::FilterState::IIR::SOS{}};
   ASSERT_EQ(none.execute(y.data(), y.data() + 3, 90), 0);
   EXPECT_TRUE(std::equal(orig.begin(), orig.begin() + 90, y.begin() + 3));
@@ -104,16 +98,14 @@ TEST(FilterExecute, SteadyStartsResetsOrderZeroAndTheElementType) {
 TEST(FilterState, ManyCreateDestroyCycles) {
   std::vector<double> x(64, 1.0);
   for (int i = 0; i < 3000; ++i) {
-    morvex_m_filter_state* st = nullptr;
-    const int kind = i % 4;
+    morvex_m_filter_state* st = nullptr; const int kind = i % 4;
     const int32_t r = kind == 0   ? morvex_m_filter_iir_butterworth(i % 4, uint8_t(i % 9), &st, 1000.0, 100.0, 300.0)
                       : kind == 1 ? morvex_m_filter_iir_chebyshev2(2, uint8_t(i % 7), &st, 1000.0, 100.0, 300.0, 30.0)
                       : kind == 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 50.0, 3.0)
                                   : morvex_m_filter_iir_chebyshev1(0, 4, &st, -1.0, 100.0, 300.0, 1.0);
     ASSERT_EQ(r, kind == 3 ? -1 : 0);
     if (kind == 3) continue;
-    const double *b, *a, *c;
-    uint64_t n;
+    const double *b, *a, *c; uint64_t n;
     ASSERT_EQ(morvex_m_filter_iir_get_tf(st, &b, &a, &n) | morvex_m_filter_iir_get_sos(st, &c, &n), 0);
     if (i % 3 == 0) {
       ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), x.data(), x.size(), st), 0);
@@ -132,25 +124,18 @@ TEST(FilterConcurrency, QueriesOnOneStateFromManyThreads) {
     morvex_m_filter_state* st = nullptr;
     ASSERT_EQ(round % 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 60.0, 5.0) : morvex_m_filter_iir_butterworth(2, 6, &st, 1000.0, 100.0, 250.0), 0);
     struct Seen {
-      const double *b = nullptr, *sos = nullptr;
-      const morvex_m_c64f64* z = nullptr;
-      std::vector<morvex_m_c64f64> h = std::vector<morvex_m_c64f64>(kPoints), hz = h;
-      int32_t stable = -1, failures = 0;
+      const double *b = nullptr, *sos = nullptr; const morvex_m_c64f64* z = nullptr;
+      std::vector<morvex_m_c64f64> h = std::vector<morvex_m_c64f64>(kPoints), hz = h; int32_t stable = -1, failures = 0;
     };
     std::vector<Seen> seen(kThreads);
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
       threads.emplace_back([&, t] {
-        Seen& s = seen[size_t(t)];
-        morvex::frame::set_split_thread_count(unsigned(1 + t));
+        Seen& s = seen[size_t(t)]; morvex::frame::set_split_thread_count(unsigned(1 + t));
         for (ready.fetch_add(1); ready.load() < kThreads;) {
         }
-        std::vector<double> w(kPoints);
-        const double* a;
-        const morvex_m_c64f64* p;
-        uint64_t n, nz, np;
-        double k;
+        std::vector<double> w(kPoints); const double* a; const morvex_m_c64f64* p; uint64_t n, nz, np; double k;
         for (int q = 0; q < 5; ++q) switch ((q + t) % 5) {
             case 0: s.failures += morvex_m_filter_iir_get_tf(st, &s.b, &a, &n) != 0; break;
             case 1: s.failures += morvex_m_filter_iir_get_sos(st, &s.sos, &n) != 0; break;

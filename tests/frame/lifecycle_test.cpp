@@ -41,40 +41,29 @@ TEST(Status, TextsByCode) {
 
 TEST(Version, OneConstantRecord) {
   const morvex_m_version* v = morvex_m_get_version();
-  ASSERT_NE(v, nullptr);
-  EXPECT_EQ(v->version, 0x0001000500260000ull) << "1.5.38 in 16-bit fields, the last 0";
-  ASSERT_NE(v->extra, nullptr);
-  EXPECT_STREQ(v->extra, "");
-  EXPECT_EQ(morvex_m_get_version(), v);
+  ASSERT_NE(v, nullptr); EXPECT_EQ(v->version, 0x0001000500260000ull) << "1.5.38 in 16-bit fields, the last 0";
+  ASSERT_NE(v->extra, nullptr); EXPECT_STREQ(v->extra, ""); EXPECT_EQ(morvex_m_get_version(), v);
 }
 
 TEST(StateFree, FreesAndClearsTheHandle) {
-  void* state = std::calloc(1, 4);
-  morvex_m_state_free(&state);
+  void* state = std::calloc(1, 4); morvex_m_state_free(&state);
   EXPECT_EQ(state, nullptr);
   morvex_m_state_free(&state);  // already null: harmless
 }
 
 TEST(Lifecycle, ReferenceCountedStartUp) {
-  ASSERT_EQ(init_count(), 0u);
-  EXPECT_EQ(morvex_m_init(), 0);
-  EXPECT_EQ(morvex_m_init(), 0);
+  ASSERT_EQ(init_count(), 0u); EXPECT_EQ(morvex_m_init(), 0); EXPECT_EQ(morvex_m_init(), 0);
   EXPECT_EQ(morvex_m_fini(), 0);
   // Still started: slots filled, the pool running.
   EXPECT_EQ(init_count(), 1u);
   for (unsigned s = 0; s < morvex::frame::kSlotCount; ++s)
     EXPECT_STRNE(morvex::frame::slot_variant(morvex::frame::Slot(s)), "unset") << s;
-  EXPECT_GE(pool_workers(), 1);
-  EXPECT_GE(morvex::frame::worker_count(), 1u);
-  EXPECT_EQ(morvex_m_fini(), 0);
-  EXPECT_EQ(init_count(), 0u);
-  EXPECT_EQ(pool_workers(), 0) << "the last fini stops the pool";
+  EXPECT_GE(pool_workers(), 1); EXPECT_GE(morvex::frame::worker_count(), 1u); EXPECT_EQ(morvex_m_fini(), 0);
+  EXPECT_EQ(init_count(), 0u); EXPECT_EQ(pool_workers(), 0) << "the last fini stops the pool";
 }
 
 TEST(Lifecycle, PoolReportingZeroWorkersCountsAsOne) {
-  g_report_zero_workers = true;
-  morvex_m_init();
-  g_report_zero_workers = false;
+  g_report_zero_workers = true; morvex_m_init(); g_report_zero_workers = false;
   EXPECT_EQ(morvex::frame::worker_count(), 1u);
   morvex_m_fini();
 }
@@ -90,8 +79,7 @@ TEST(LifecycleConcurrency, InitAndFiniFromEightThreads) {
           morvex_m_init();
           // Started whenever our reference is held: a slotted export works.
           const float in[2] = {-1.0f, 2.0f};
-          float out[2];
-          morvex_m_abs_f32(in, out, 2);
+          float out[2]; morvex_m_abs_f32(in, out, 2);
           EXPECT_EQ(out[0], 1.0f);
           morvex_m_fini();
         }
@@ -105,12 +93,9 @@ TEST(LifecycleConcurrency, InitAndFiniFromEightThreads) {
 // Kept last in this file: an unbalanced fini wraps the count, after which the
 // library never starts again in this process. The test puts it back.
 TEST(Lifecycle, UnbalancedFiniWrapsTheCount) {
-  ASSERT_EQ(init_count(), 0u);
-  EXPECT_EQ(morvex_m_fini(), 0);
-  EXPECT_EQ(init_count(), UINT64_MAX);
+  ASSERT_EQ(init_count(), 0u); EXPECT_EQ(morvex_m_fini(), 0); EXPECT_EQ(init_count(), UINT64_MAX);
   EXPECT_EQ(morvex_m_init(), 0);  // 2^64 - 1 -> 0 counts as "already started"
-  EXPECT_EQ(init_count(), 0u);
-  EXPECT_EQ(pool_workers(), 0) << "the platform libraries were not started";
+  EXPECT_EQ(init_count(), 0u); EXPECT_EQ(pool_workers(), 0) << "the platform libraries were not started";
 }
 
 }  // namespace

@@ -66,9 +66,7 @@ TEST(OptionList, ExactTable) {
       {11, "Use FFTW3"},    {12, "Use FFTW3F"}};
   const morvex_m_option_entry* e = morvex_m_getopt_list();
   for (const auto& [id, name] : want) {
-    ASSERT_NE(e->name, nullptr);
-    EXPECT_EQ(e->id, id);
-    EXPECT_EQ(std::string(e->name), name);
+    ASSERT_NE(e->name, nullptr); EXPECT_EQ(e->id, id); EXPECT_EQ(std::string(e->name), name);
     ++e;
   }
   EXPECT_TRUE(e->id == 0 && e->name == nullptr);
@@ -82,8 +80,7 @@ TEST(OptionList, AllReadZeroBeforeStartUp) {
       {
         int on = 0;
         for (const morvex_m_option_entry* e = morvex_m_getopt_list(); e->name; ++e) {
-          uint32_t v = 7;
-          on += morvex_m_getopt(int32_t(e->id), &v) != 0 || v != 0;
+          uint32_t v = 7; on += morvex_m_getopt(int32_t(e->id), &v) != 0 || v != 0;
         }
         std::exit(on);
       },
@@ -93,26 +90,20 @@ TEST(OptionList, AllReadZeroBeforeStartUp) {
 TEST_F(Options, FeaturesAreTheProcessorsAndSwitchOffAndOn) {
   for (const Feature& f : features()) {
     SCOPED_TRACE(f.id);
-    EXPECT_EQ(bool(f.core()), f.cpu);
-    EXPECT_EQ(get(f.id), f.cpu);
-    EXPECT_EQ(morvex_m_setopt(f.id, 0), 0);
+    EXPECT_EQ(bool(f.core()), f.cpu); EXPECT_EQ(get(f.id), f.cpu); EXPECT_EQ(morvex_m_setopt(f.id, 0), 0);
     EXPECT_EQ(get(f.id), 0u);
     // On again only as far as the processor has it; any non-zero value means on.
-    EXPECT_EQ(morvex_m_setopt(f.id, INT32_MIN), f.cpu ? 0 : -1);
-    EXPECT_EQ(get(f.id), f.cpu);
+    EXPECT_EQ(morvex_m_setopt(f.id, INT32_MIN), f.cpu ? 0 : -1); EXPECT_EQ(get(f.id), f.cpu);
   }
   for (int32_t id : {10, 11, 12}) EXPECT_EQ(get(id), 0u) << "IPP never, FFTW not before it is asked for";
-  EXPECT_EQ(morvex_m_setopt(10, 0), 0);
-  EXPECT_EQ(morvex_m_setopt(10, 1), -1);
+  EXPECT_EQ(morvex_m_setopt(10, 0), 0); EXPECT_EQ(morvex_m_setopt(10, 1), -1);
 }
 
 TEST_F(Options, UnknownIdsAreRefusedAndTheValueUntouched) {
   for (int32_t id : {0, 13, 19, -1, 1000}) {
     uint32_t v = 12345;
-    EXPECT_EQ(morvex_m_getopt(id, &v), -1) << id;
-    EXPECT_EQ(v, 12345u) << id;
-    EXPECT_EQ(morvex_m_setopt(id, 0), -1) << id;
-    EXPECT_EQ(morvex_m_setopt(id, 1), -1) << id;
+    EXPECT_EQ(morvex_m_getopt(id, &v), -1) << id; EXPECT_EQ(v, 12345u) << id;
+    EXPECT_EQ(morvex_m_setopt(id, 0), -1) << id; EXPECT_EQ(morvex_m_setopt(id, 1), -1) << id;
   }
 }
 
@@ -120,9 +111,7 @@ TEST_F(Options, ANestedStartKeepsTheOptionsAFreshStartReadsTheProcessor) {
   ASSERT_EQ(morvex_m_setopt(MORVEX_M_OPT_SSE2, 0), 0);
   morvex_m_init();
   EXPECT_EQ(get(MORVEX_M_OPT_SSE2), 0u);
-  morvex_m_fini();
-  morvex_m_fini();
-  morvex_m_init();
+  morvex_m_fini(); morvex_m_fini(); morvex_m_init();
   EXPECT_EQ(get(MORVEX_M_OPT_SSE2), 1u) << "every x86-64 processor has SSE2";
 }
 
@@ -186,12 +175,9 @@ TEST_F(DispatchSlots, EveryProcessorCaseTheOptionsCanReach) {
   ASSERT_EQ(morvex::frame::kSlotCount, 22u);
   EXPECT_STREQ(morvex::frame::slot_name(Slot::convert_i8f32), "convert_i8f32");
   for (const Scenario& sc : kScenarios) {
-    SCOPED_TRACE(sc.name);
-    morvex::test::restore_processor_options();
-    bool reachable = true;
+    SCOPED_TRACE(sc.name); morvex::test::restore_processor_options(); bool reachable = true;
     for (int32_t id : sc.on) {
-      uint32_t v = 0;
-      reachable = reachable && morvex_m_getopt(id, &v) == 0 && v;
+      uint32_t v = 0; reachable = reachable && morvex_m_getopt(id, &v) == 0 && v;
     }
     if (!reachable) continue;
     for (int32_t id : sc.off) ASSERT_EQ(morvex_m_setopt(id, 0), 0);
@@ -211,14 +197,11 @@ TEST_F(DispatchSlots, EveryProcessorCaseTheOptionsCanReach) {
 TEST_F(DispatchSlots, AcceptedChangesChooseAgainRefusedOnesDoNot) {
   using morvex::frame::choose_count;
   uint64_t before = choose_count();
-  EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_IPP, 0), 0);
-  EXPECT_EQ(choose_count(), before + 1) << "IPP off is accepted";
+  EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_IPP, 0), 0); EXPECT_EQ(choose_count(), before + 1) << "IPP off is accepted";
   before = choose_count();
   for (int32_t id : {int32_t(MORVEX_M_OPT_IPP), int32_t(MORVEX_M_OPT_NEON), 13}) EXPECT_EQ(morvex_m_setopt(id, 1), -1);
-  EXPECT_EQ(choose_count(), before);
-  EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_SSE2, 0), 0);
-  EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_SSE2, 1), 0);
-  EXPECT_EQ(choose_count(), before + 2);
+  EXPECT_EQ(choose_count(), before); EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_SSE2, 0), 0);
+  EXPECT_EQ(morvex_m_setopt(MORVEX_M_OPT_SSE2, 1), 0); EXPECT_EQ(choose_count(), before + 2);
 }
 
 }  // namespace

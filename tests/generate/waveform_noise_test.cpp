@@ -42,8 +42,7 @@ struct PinnedThreads {
 };
 
 struct Shape {
-  bool cosine;
-  double period, amplitude, offset, symmetry;
+  bool cosine; double period, amplitude, offset, symmetry;
 };
 
 template <class T>
@@ -65,13 +64,11 @@ TYPED_TEST_SUITE(Waveform, SampleTypes);
 // float, then clamps in float; f64 clamps in double. Lower above upper gives upper.
 TYPED_TEST(Waveform, StoresTheDoubleValueByTheTypeRule) {
   using T = TypeParam;
-  constexpr bool is_int = std::is_integral_v<T>;
-  const T lo = is_int ? T(std::numeric_limits<T>::min() + 3) : T(-1.5);
+  constexpr bool is_int = std::is_integral_v<T>; const T lo = is_int ? T(std::numeric_limits<T>::min() + 3) : T(-1.5);
   const T hi = is_int ? T(std::numeric_limits<T>::max() - 5) : T(2.25);
   const double amp = is_int ? double(hi) - double(lo) : 2.0;
   for (const Shape s : {Shape{true, 37.3, amp, 0.5, 0.5}, Shape{true, 37.3, amp, 0.5, 0.3}, Shape{false, 41.7, amp, -0.25, 0.7}}) {
-    double phase = 0.2;
-    const auto got = wave<T>(s, 500, &phase, lo, hi), upside_down = wave<T>(s, 50, &phase, hi, lo);
+    double phase = 0.2; const auto got = wave<T>(s, 500, &phase, lo, hi), upside_down = wave<T>(s, 50, &phase, hi, lo);
     const auto ref = raw(s, 500, 0.2);
     for (size_t i = 0; i < got.size(); ++i) {
       T want;
@@ -93,8 +90,7 @@ TEST(WaveformRounding, HalvesGoAwayFromZero) {
 
 TYPED_TEST(Waveform, SquareStoresItsLevelsUnchanged) {
   using T = TypeParam;
-  std::vector<T> out(16);
-  double phase = 0.0;
+  std::vector<T> out(16); double phase = 0.0;
   // Period 8, duty 0.25: a fraction i/8 strictly below 0.25 is high (3), the rest low (7).
   Gen<T>::square(out.data(), 16, 8.0, T(7), T(3), 0.25, &phase);
   for (size_t i = 0; i < 16; ++i) EXPECT_EQ(out[i], (i % 8) < 2 ? T(3) : T(7)) << i;
@@ -109,13 +105,9 @@ TYPED_TEST(Waveform, SquareStoresItsLevelsUnchanged) {
 // the fraction of the period; within rounding for the symmetric cosine.
 TYPED_TEST(Waveform, BlocksJoinWithoutASeamForAnyThreadCount) {
   using T = TypeParam;
-  const T lo = std::is_integral_v<T> ? T(0) : T(-100), hi = T(100);
-  std::mt19937 rng(7);
+  const T lo = std::is_integral_v<T> ? T(0) : T(-100), hi = T(100); std::mt19937 rng(7);
   for (const Shape s : {Shape{true, 64, 50, 50, 0.3}, Shape{false, 32, 50, 50, 0.5}, Shape{true, 37.3, 50, 50, 0.5}}) {
-    double ph = 0.125;
-    const auto whole = wave<T>(s, 5000, &ph, lo, hi);
-    std::vector<T> pieces;
-    ph = 0.125;
+    double ph = 0.125; const auto whole = wave<T>(s, 5000, &ph, lo, hi); std::vector<T> pieces; ph = 0.125;
     for (unsigned h = 1; pieces.size() < whole.size(); h = h % 7 + 1) {
       PinnedThreads pin(h);
       const auto part = wave<T>(s, std::min<size_t>(whole.size() - pieces.size(), rng() % 700), &ph, lo, hi);
@@ -127,15 +119,12 @@ TYPED_TEST(Waveform, BlocksJoinWithoutASeamForAnyThreadCount) {
       for (size_t i = 0; i < whole.size(); ++i) ASSERT_NEAR(double(whole[i]), double(pieces[i]), std::is_integral_v<T> ? 1 : 1e-9);
     }
     for (unsigned h : {1u, 3u, 16u}) {  // one call, any number of chunks
-      PinnedThreads pin(h);
-      ph = 0.125;
+      PinnedThreads pin(h); ph = 0.125;
       EXPECT_TRUE(all_same_bits(wave<T>(s, 5000, &ph, lo, hi).data(), whole.data(), whole.size())) << h << " threads";
     }
   }
   std::vector<T> a(1000), b(1000);  // square: two halves of a power-of-two period
-  double ph = 0.0;
-  Gen<T>::square(a.data(), 1000, 16, T(1), T(2), 0.3, &ph);
-  ph = 0.0;
+  double ph = 0.0; Gen<T>::square(a.data(), 1000, 16, T(1), T(2), 0.3, &ph); ph = 0.0;
   Gen<T>::square(b.data(), 500, 16, T(1), T(2), 0.3, &ph);
   Gen<T>::square(b.data() + 500, 500, 16, T(1), T(2), 0.3, &ph);
   EXPECT_TRUE(all_same_bits(a.data(), b.data(), 1000));
@@ -146,13 +135,11 @@ TYPED_TEST(Waveform, BlocksJoinWithoutASeamForAnyThreadCount) {
 // part, a falling half-cosine then a rising one; over runs longer than one
 // internal run. The triangle starts at the offset, rising.
 TEST(WaveformShape, TheDefiningFormulas) {
-  const size_t n = 3001;
-  const double p = 0.37, amp = 1.5, off = -0.25, s = 0.3, w = 2.0 * kPi / 123.4;
+  const size_t n = 3001; const double p = 0.37, amp = 1.5, off = -0.25, s = 0.3, w = 2.0 * kPi / 123.4;
   const double k1 = kPi / (1.0 - s), k2 = kPi / s, c2 = kPi - (1.0 - s) * k2, inv = 1.0 / 123.4;
   std::vector<double> sym(n), asym(n);
   for (size_t i = 0; i < n; ++i) {
-    sym[i] = std::cos(double(i) * w + (p + p) * kPi) * amp + off;
-    double whole;
+    sym[i] = std::cos(double(i) * w + (p + p) * kPi) * amp + off; double whole;
     const double f = std::modf(double(i) * inv + p, &whole);
     asym[i] = std::cos(1.0 - s > f ? k1 * f : k2 * f + c2) * amp + off;
   }
@@ -179,9 +166,7 @@ TEST(WaveformPhase, CarriedUnshiftedEvenForNoSamplesAndNaNNotClampedAway) {
     wave<uint8_t>({cosine, 300, 1, 0, 0.3}, 1000, &ph, 0, 255);
     EXPECT_EQ(ph, std::fmod(1000.0 / 300 + 0.1, 1.0));
   }
-  std::vector<int16_t> sq(1000);
-  ph = 0.1;
-  Gen<int16_t>::square(sq.data(), 1000, 300, 0, 1, 0.5, &ph);
+  std::vector<int16_t> sq(1000); ph = 0.1; Gen<int16_t>::square(sq.data(), 1000, 300, 0, 1, 0.5, &ph);
   EXPECT_EQ(ph, std::fmod(1000.0 / 300 + 0.1, 1.0));
   ph = 0.0;  // a zero period: NaN everywhere, phase included, never clamped into range
   for (float v : wave<float>({true, 0.0, 1, 0, 0.5}, 9, &ph, -1.0f, 1.0f)) EXPECT_TRUE(std::isnan(v));
@@ -190,19 +175,14 @@ TEST(WaveformPhase, CarriedUnshiftedEvenForNoSamplesAndNaNNotClampedAway) {
 
 TEST(GenerateConcurrency, SplitGeneratorsFromManyThreads) {
   PinnedThreads pin(4);  // more chunks than cores: the pool queues
-  const uint64_t n = 3001;
-  std::vector<double> in(n), ref_hann(n);
-  std::vector<int16_t> ref_wave(n);
-  morvex::test::fill_random(in.data(), n, 1, false);
-  morvex_m_window_hanning_f64(in.data(), ref_hann.data(), n, 1);
-  double ph = 0.1;
-  morvex_m_waveform_cosine_i16(ref_wave.data(), n, &ph, 77.7, 1000, 0, 0.3, -2000, 2000);
+  const uint64_t n = 3001; std::vector<double> in(n), ref_hann(n); std::vector<int16_t> ref_wave(n);
+  morvex::test::fill_random(in.data(), n, 1, false); morvex_m_window_hanning_f64(in.data(), ref_hann.data(), n, 1);
+  double ph = 0.1; morvex_m_waveform_cosine_i16(ref_wave.data(), n, &ph, 77.7, 1000, 0, 0.3, -2000, 2000);
   std::atomic<int> bad{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&, t] {
-      std::vector<double> hann(n);
-      std::vector<int16_t> w(n);
+      std::vector<double> hann(n); std::vector<int16_t> w(n);
       for (int round = 0; round < 40; ++round) {
         double p = 0.1;
         if ((round + t) % 2) {
@@ -245,8 +225,7 @@ TYPED_TEST(Noise, TheStandardGeneratorAndDistributions) {
       }
       EXPECT_TRUE(all_same_bits(got.data(), want.data(), got.size())) << "seed " << seed;
     }
-  std::vector<T> data(2000);
-  morvex::test::fill_random(data.data(), data.size(), 3, false);
+  std::vector<T> data(2000); morvex::test::fill_random(data.data(), data.size(), 3, false);
   const T lower = is_int ? T(L::min() + 20) : T(-1000), upper = is_int ? T(L::max() - 20) : T(1000);
   for (uint32_t seed : {0u, 77u})
     for (T amplitude : {T(0), T(3), T(50)}) {
@@ -255,25 +234,21 @@ TYPED_TEST(Noise, TheStandardGeneratorAndDistributions) {
       std::mt19937 g(seed);
       for (T& x : want) {
         const double v = std::generate_canonical<double, 53>(g) * (2.0 * amplitude) + -double(amplitude) + double(x);
-        const double c = std::min(std::max(v, double(lower)), double(upper));
-        x = is_int ? T(std::llround(c)) : T(c);
+        const double c = std::min(std::max(v, double(lower)), double(upper)); x = is_int ? T(std::llround(c)) : T(c);
       }
       EXPECT_TRUE(all_same_bits(got.data(), want.data(), got.size())) << +amplitude;
     }
-  std::vector<T> got = data;
-  const uint32_t seed = 9;
+  std::vector<T> got = data; const uint32_t seed = 9;
   Gen<T>::add_noise(got.data(), got.size(), T(2), T(40), T(30), &seed);
   for (T v : got) ASSERT_EQ(v, T(30)) << "lower above upper";
 }
 
 TEST(NoiseSeed, ANullSeedComesFromTheClock) {
-  std::vector<double> a(64), b(64);
-  morvex_m_waveform_noise_f64(a.data(), 64, 0.0, 1.0, nullptr);
+  std::vector<double> a(64), b(64); morvex_m_waveform_noise_f64(a.data(), 64, 0.0, 1.0, nullptr);
   std::this_thread::sleep_for(std::chrono::milliseconds(2));
   morvex_m_waveform_noise_f64(b.data(), 64, 0.0, 1.0, nullptr);
   EXPECT_NE(a, b);
-  int16_t v = 99;
-  const uint32_t seed = 1;
+  int16_t v = 99; const uint32_t seed = 1;
   EXPECT_EQ(morvex_m_waveform_noise_i16(&v, 0, 0, 10, &seed) | morvex_m_add_noise_i16(&v, 0, 5, 0, 10, &seed), 0);
   EXPECT_EQ(v, 99) << "a count of 0 writes nothing";
 }

@@ -31,9 +31,7 @@ int32_t gaussian_f64(const double* in, double* out, uint64_t n, int32_t norm) {
 }
 
 struct Window {
-  const char* name;
-  WindowFn<float> f32;
-  WindowFn<double> f64;
+  const char* name; WindowFn<float> f32; WindowFn<double> f64;
   std::vector<double> a;        // cosine-sum coefficients (empty: another shape)
   double (*factor)(uint64_t n);  // the normalisation: the inverse of the window's mean
   bool split;                   // spread over the task pool
@@ -62,8 +60,7 @@ const std::vector<Window>& windows() {
 
 // The double weights: the f64 form applied to ones without normalisation.
 std::vector<double> weights(const Window& w, uint64_t n) {
-  std::vector<double> ones(n, 1.0), out(n);
-  w.f64(ones.data(), out.data(), n, 0);
+  std::vector<double> ones(n, 1.0), out(n); w.f64(ones.data(), out.data(), n, 0);
   return out;
 }
 
@@ -77,8 +74,7 @@ TEST(Window, CosineSumsAreTheirFormulaWithStdCos) {
       for (uint64_t i = 0; i < n; ++i) {
         auto c = [&](int k) { return std::cos(double(i) * (2 * k * M_PI) / double(n - 1)); };
         if (w.a[0] == 0.5) {
-          want[i] = (1.0 - c(1)) * 0.5;
-          continue;
+          want[i] = (1.0 - c(1)) * 0.5; continue;
         }
         double v = w.a[0] - w.a[1] * c(1);
         for (size_t k = 2; k < w.a.size(); ++k) v = k % 2 ? v - w.a[k] * c(int(k)) : v + w.a[k] * c(int(k));
@@ -99,10 +95,8 @@ TEST(Window, NormalisationAndPrecisionOfBothTypes) {
         SCOPED_TRACE(std::string(w.name) + " N " + std::to_string(n) + " normalize " + std::to_string(norm));
         const auto wt = weights(w, n);
         const double s64 = norm ? w.factor(n) : 1.0, s32 = norm ? double(float(w.factor(n))) : 1.0;
-        Buffer<double> x64(n), y64(n), want64(n);
-        Buffer<float> x32(n), y32(n), want32(n);
-        morvex::test::fill_random(x64.data(), n, 11, false);
-        morvex::test::fill_random(x32.data(), n, 12, false);
+        Buffer<double> x64(n), y64(n), want64(n); Buffer<float> x32(n), y32(n), want32(n);
+        morvex::test::fill_random(x64.data(), n, 11, false); morvex::test::fill_random(x32.data(), n, 12, false);
         EXPECT_EQ(w.f64(x64.data(), y64.data(), n, norm) | w.f32(x32.data(), y32.data(), n, norm), 0);
         for (uint64_t i = 0; i < n; ++i) {
           want64[i] = wt[i] * s64 * x64[i];
@@ -131,9 +125,7 @@ TEST(Window, EdgesAndMirrorSymmetry) {
     EXPECT_EQ(out64[1], -7.0);
     if (w.split && std::string(w.name) != "flattop") continue;  // mirror-symmetric by construction: the others
     for (uint64_t n = 2; n <= 41; ++n) {
-      const auto wt = weights(w, n);
-      std::vector<float> ones(n, 1.0f), w32(n);
-      w.f32(ones.data(), w32.data(), n, 0);
+      const auto wt = weights(w, n); std::vector<float> ones(n, 1.0f), w32(n); w.f32(ones.data(), w32.data(), n, 0);
       for (uint64_t i = 0; i < n / 2; ++i) ASSERT_TRUE(wt[i] == wt[n - 1 - i] && w32[i] == w32[n - 1 - i]) << n << " " << i;
     }
   }
@@ -143,13 +135,10 @@ TEST(WindowSplit, SameResultForEveryThreadCount) {
   for (const Window& w : windows()) {
     if (!w.split) continue;
     for (uint64_t n : {2u, 3u, 5u, 4099u, 65537u}) {
-      std::vector<double> in(n), ref(n), got(n);
-      morvex::test::fill_random(in.data(), n, 5, false);
-      morvex::frame::set_split_thread_count(1);
-      w.f64(in.data(), ref.data(), n, 1);
+      std::vector<double> in(n), ref(n), got(n); morvex::test::fill_random(in.data(), n, 5, false);
+      morvex::frame::set_split_thread_count(1); w.f64(in.data(), ref.data(), n, 1);
       for (unsigned h : {2u, 3u, 7u, 16u}) {
-        morvex::frame::set_split_thread_count(h);
-        w.f64(in.data(), got.data(), n, 1);
+        morvex::frame::set_split_thread_count(h); w.f64(in.data(), got.data(), n, 1);
         EXPECT_TRUE(all_same_bits(ref.data(), got.data(), n)) << w.name << " N " << n << ", " << h << " threads";
       }
       morvex::frame::set_split_thread_count(0);
@@ -158,8 +147,7 @@ TEST(WindowSplit, SameResultForEveryThreadCount) {
 }
 
 TEST(WindowFlattopWalk, RefusesAZeroStepAndHonoursOthers) {
-  const uint64_t n = 21;
-  std::vector<double> in(n, 1.0), out(n, -1.0), whole(n);
+  const uint64_t n = 21; std::vector<double> in(n, 1.0), out(n, -1.0), whole(n);
   EXPECT_THROW(morvex::generate::flattop_walk(in.data(), out.data(), n, false, 0, n / 2, 0), std::invalid_argument);
   EXPECT_EQ(out, std::vector<double>(n, -1.0)) << "nothing may be written before the refusal";
   morvex_m_window_flattop_f64(in.data(), whole.data(), n, 0);

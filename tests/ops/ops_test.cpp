@@ -35,37 +35,25 @@ TEST(OpsRules, WorkedValues) {
   // Clip raises to low first, so low above high gives high; NaN passes; an
   // element equal to a bound keeps its sign.
   const float f[5] = {0.0f, 7.0f, NAN, -0.0f, 0.0f};
-  float fo[5];
-  morvex_m_clip_f32(f, fo, 3, 5.0f, 1.0f);
-  morvex_m_clip_f32(f + 3, fo + 3, 2, 0.0f, 0.0f);
+  float fo[5]; morvex_m_clip_f32(f, fo, 3, 5.0f, 1.0f); morvex_m_clip_f32(f + 3, fo + 3, 2, 0.0f, 0.0f);
   EXPECT_TRUE(fo[0] == 1.0f && fo[1] == 1.0f && std::isnan(fo[2]) && std::signbit(fo[3]) && !std::signbit(fo[4]));
   // Narrow shifts are 32-bit shifts stored back: by the width gives 0.
-  const uint8_t x = 0x81;
-  uint8_t y[2];
-  EXPECT_EQ(morvex_m_shl_u8(&x, &y[0], 1, 1), 0);
-  EXPECT_EQ(morvex_m_shl_u8(&x, &y[1], 1, 8), 0);
+  const uint8_t x = 0x81; uint8_t y[2];
+  EXPECT_EQ(morvex_m_shl_u8(&x, &y[0], 1, 1), 0); EXPECT_EQ(morvex_m_shl_u8(&x, &y[1], 1, 8), 0);
   EXPECT_TRUE(y[0] == 0x02 && y[1] == 0);
-  const uint16_t mask_in = 0x1234;
-  uint16_t mask_out;
-  EXPECT_EQ(morvex_m_bit_mask_set_u16(&mask_in, &mask_out, 1, 0x00F0, 0x0A00), 0);
-  EXPECT_EQ(mask_out, 0x1A04);
+  const uint16_t mask_in = 0x1234; uint16_t mask_out;
+  EXPECT_EQ(morvex_m_bit_mask_set_u16(&mask_in, &mask_out, 1, 0x00F0, 0x0A00), 0); EXPECT_EQ(mask_out, 0x1A04);
   // Conversions: formed in double before narrowing (1e40 is beyond the single
   // range); the calibration of a full-scale code.
-  const double big = 1e40;
-  float narrow;
-  morvex_m_convert_f64f32(&big, &narrow, 1, 1e-10f, 0.0f);
+  const double big = 1e40; float narrow; morvex_m_convert_f64f32(&big, &narrow, 1, 1e-10f, 0.0f);
   EXPECT_NEAR(narrow, 1e30f, 1e24f);
   const uint8_t raw[2] = {255, 0};
-  float volts[2];
-  morvex_m_convert_u8f32(raw, volts, 2, 2.0f / 255.0f, -1.0f);
-  EXPECT_NEAR(volts[0], 1.0f, 2e-7f);
-  EXPECT_EQ(volts[1], -1.0f);
+  float volts[2]; morvex_m_convert_u8f32(raw, volts, 2, 2.0f / 255.0f, -1.0f);
+  EXPECT_NEAR(volts[0], 1.0f, 2e-7f); EXPECT_EQ(volts[1], -1.0f);
 }
 
 TEST(OpsRules, BitMaskSearchFromThePosition) {
-  std::vector<uint16_t> d(50, 0x0001);
-  d[7] = 0x8001, d[8] = 0x8000, d[30] = 0xC000;
-  std::vector<uint64_t> hits;
+  std::vector<uint16_t> d(50, 0x0001); d[7] = 0x8001, d[8] = 0x8000, d[30] = 0xC000; std::vector<uint64_t> hits;
   for (uint64_t p = 0;; ++p) {
     ASSERT_EQ(morvex_m_bit_mask_test_u16(d.data(), d.size(), 0x8000, 0x8000, &p), 0);
     if (p == d.size()) break;
@@ -76,17 +64,14 @@ TEST(OpsRules, BitMaskSearchFromThePosition) {
   // the start itself is tested; none found or a start past the end gives the count.
   const uint64_t cases[][4] = {{0xC001, 0x8001, 0, 7}, {0xC001, 0x8001, 8, 50}, {0, 0, 49, 49}, {0, 0, 1000, 50}};
   for (const auto& c : cases) {
-    uint64_t p = c[2];
-    morvex_m_bit_mask_test_u16(d.data(), d.size(), uint16_t(c[0]), uint16_t(c[1]), &p);
+    uint64_t p = c[2]; morvex_m_bit_mask_test_u16(d.data(), d.size(), uint16_t(c[0]), uint16_t(c[1]), &p);
     EXPECT_EQ(p, c[3]) << "start " << c[2];
   }
 }
 
 TEST(OpsMath, ErrnoAliasingAndScalars) {
   const float in[3] = {4.0f, -1.0f, -0.0f};
-  float out[3];
-  errno = 0;
-  morvex_m_sqrt_f32(in, out, 3);
+  float out[3]; errno = 0; morvex_m_sqrt_f32(in, out, 3);
   EXPECT_EQ(errno, EDOM) << "a negative input reports its domain error like the C library";
   EXPECT_TRUE(out[0] == 2.0f && std::isnan(out[1]) && same_bits(out[2], -0.0f));
   // The sine is stored before the input is read again for the cosine; with
@@ -99,8 +84,7 @@ TEST(OpsMath, ErrnoAliasingAndScalars) {
   EXPECT_EQ(u[0], std::cos(std::sin(0.5)));
   // logn with base 1: an infinite factor, so log(1) gives 0 * inf.
   const float two[2] = {2.0f, 1.0f};
-  float r[2];
-  morvex_m_logn_f32(two, r, 2, 1.0f, 1.0f);
+  float r[2]; morvex_m_logn_f32(two, r, 2, 1.0f, 1.0f);
   EXPECT_TRUE(std::isinf(r[0]) && std::isnan(r[1]));
   for (float e : {0.0f, -0.0f, 0.5f, -3.0f, INFINITY, NAN}) EXPECT_TRUE(same_bits(morvex_m_erf_f32(e), ::erff(e)));
   for (double e : {-0.0, 0.5, -3.0, 10.0}) EXPECT_TRUE(same_bits(morvex_m_erf_f64(e), ::erf(e)));
@@ -111,26 +95,19 @@ TEST(OpsMath, ErrnoAliasingAndScalars) {
 // not let flushed intermediates move a rounding decision (inputs that such a
 // kernel once got one ulp wrong, then small magnitudes of every kind).
 __attribute__((noinline)) void with_ftz_daz(const std::function<void()>& body) {
-  const unsigned saved = _mm_getcsr();
-  _mm_setcsr(saved | 0x8040);
-  body();
-  _mm_setcsr(saved);
+  const unsigned saved = _mm_getcsr(); _mm_setcsr(saved | 0x8040); body(); _mm_setcsr(saved);
 }
 
 TEST(OpsMagnitude, SameResultUnderFlushToZero) {
   const float seen[][2] = {{0x1.4c6dcp-50f, 0x1.f6a3bp-59f}, {0x1.f24804p-50f, 0x1.a2cd4ap-60f},
                            {0x1.590ee2p-50f, 0x1.a4523p-62f}, {0x1.0b7532p-50f, 0x1.6f2658p-59f}};
-  std::vector<float> p(2 << 16);
-  morvex::test::fill_magnitude(p.data(), p.size(), 11, nullptr);
+  std::vector<float> p(2 << 16); morvex::test::fill_magnitude(p.data(), p.size(), 11, nullptr);
   for (size_t i = p.size() / 2; i < p.size(); ++i) p[i] = std::ldexp(p[i], -45);
   for (size_t i = 0; i < 4 * 16; ++i) p[2 * i] = seen[i / 16][0], p[2 * i + 1] = seen[i / 16][1];
-  const size_t n = p.size() / 2;
-  std::vector<float> want(n), got(n);
+  const size_t n = p.size() / 2; std::vector<float> want(n), got(n);
   with_ftz_daz([&] {
     for (size_t i = 0; i < n; ++i) {
-      __complex__ float z;
-      __real__ z = p[2 * i], __imag__ z = p[2 * i + 1];
-      want[i] = cabsf(z);
+      __complex__ float z; __real__ z = p[2 * i], __imag__ z = p[2 * i + 1]; want[i] = cabsf(z);
     }
   });
   morvex::test::for_each_kernel_config([&](const auto&) {
@@ -152,8 +129,7 @@ TEST(OpsDeinterleave, TotalsAndTheGenericForm) {
       const uint64_t channel = channels - 1, count = 7;
       std::vector<uint8_t> s(channels * size * count), d(size * count + 1, 0xEE);
       for (size_t i = 0; i < s.size(); ++i) s[i] = uint8_t(i * 7 + 1);
-      EXPECT_EQ(morvex_m_deinterleave(s.data(), channel, channels, -1, size, d.data()), 0);
-      EXPECT_EQ(d[0], 0xEE);
+      EXPECT_EQ(morvex_m_deinterleave(s.data(), channel, channels, -1, size, d.data()), 0); EXPECT_EQ(d[0], 0xEE);
       EXPECT_EQ(morvex_m_deinterleave(s.data(), channel, channels, count, size, d.data()), 0);
       for (uint64_t i = 0; i < count * size; ++i)
         ASSERT_EQ(d[i], s[(i / size * channels + channel) * size + i % size]) << "size " << size << " byte " << i;
@@ -165,21 +141,16 @@ TEST(OpsDeinterleave, TotalsAndTheGenericForm) {
 template <class T>
 void unwrap_in_blocks(int32_t (*fn)(const T*, T*, uint64_t, T*)) {
   // A wrapped phase ramp with noise and a few large jumps.
-  std::mt19937 rng(1);
-  std::normal_distribution<double> noise(0.0, 0.3);
-  std::vector<T> in(5000), whole(in.size());
+  std::mt19937 rng(1); std::normal_distribution<double> noise(0.0, 0.3); std::vector<T> in(5000), whole(in.size());
   double p = 0.0;
   for (size_t i = 0; i < in.size(); ++i) in[i] = T(std::remainder(p += 0.7 + noise(rng) + (i % 97 ? 0 : 9), 2 * M_PI));
-  T s = NAN;
-  fn(in.data(), whole.data(), in.size(), &s);
+  T s = NAN; fn(in.data(), whole.data(), in.size(), &s);
   EXPECT_TRUE(same_bits(s, whole.back()));
   for (size_t i = 1; i < whole.size(); ++i) ASSERT_LE(std::fabs(double(whole[i]) - whole[i - 1]), M_PI + 1e-6);
   for (int trial = 0; trial < 20; ++trial) {
-    std::vector<T> parts(in.size());
-    T st = NAN;
+    std::vector<T> parts(in.size()); T st = NAN;
     for (size_t i = 0, len; i < in.size(); i += len) {
-      len = std::min(in.size() - i, size_t(rng() % 300));
-      fn(in.data() + i, parts.data() + i, len, &st);
+      len = std::min(in.size() - i, size_t(rng() % 300)); fn(in.data() + i, parts.data() + i, len, &st);
       if (len == 0 && i == 0) len = 1;  // a count of 0 with a NaN state still takes in[0]
     }
     ASSERT_TRUE(all_same_bits(parts.data(), whole.data(), in.size())) << "trial " << trial;
@@ -190,8 +161,7 @@ void unwrap_in_blocks(int32_t (*fn)(const T*, T*, uint64_t, T*)) {
 }
 
 TEST(OpsUnwrap, BlocksGiveWhatOneCallGives) {
-  unwrap_in_blocks(morvex_m_unwrap_f32);
-  unwrap_in_blocks(morvex_m_unwrap_f64);
+  unwrap_in_blocks(morvex_m_unwrap_f32); unwrap_in_blocks(morvex_m_unwrap_f64);
 }
 
 TEST(OpsUnwrap, StatesAndStepsOfExactlyPi) {
@@ -202,21 +172,15 @@ TEST(OpsUnwrap, StatesAndStepsOfExactlyPi) {
   for (const auto& c : cases) {
     double s = c[0], out;
     EXPECT_EQ(morvex_m_unwrap_f64(&c[1], &out, 1, &s), 0);
-    EXPECT_NEAR(out, c[2], 1e-12) << "state " << c[0] << " input " << c[1];
-    EXPECT_EQ(s, out);
+    EXPECT_NEAR(out, c[2], 1e-12) << "state " << c[0] << " input " << c[1]; EXPECT_EQ(s, out);
   }
   // A count of 0 with a NaN state starts the signal at in[0]; with a state it does nothing.
-  float x = 1.25f, y = 0.0f, fs = NAN;
-  morvex_m_unwrap_f32(&x, &y, 0, &fs);
+  float x = 1.25f, y = 0.0f, fs = NAN; morvex_m_unwrap_f32(&x, &y, 0, &fs);
   EXPECT_TRUE(y == 1.25f && fs == 1.25f);
-  y = 7.0f, fs = 2.0f;
-  morvex_m_unwrap_f32(&x, &y, 0, &fs);
+  y = 7.0f, fs = 2.0f; morvex_m_unwrap_f32(&x, &y, 0, &fs);
   EXPECT_TRUE(y == 7.0f && fs == 2.0f);
   // f32: the difference is formed in single precision, then wrapped in double.
-  const float fpi = float(pi);
-  float fo;
-  fs = 0.0f;
-  morvex_m_unwrap_f32(&fpi, &fo, 1, &fs);
+  const float fpi = float(pi); float fo; fs = 0.0f; morvex_m_unwrap_f32(&fpi, &fo, 1, &fs);
   EXPECT_EQ(fo, float((std::fmod(double(fpi) + pi, 2 * pi) - pi - double(fpi)) + double(fpi)));
 }
 

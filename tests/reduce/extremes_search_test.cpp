@@ -47,8 +47,7 @@ template <class T>
 ::testing::AssertionResult follows_the_rule(const T* x, size_t n) {
   T want_min = x[0], want_max = x[0];
   for (size_t i = 1; i < n; ++i) {
-    want_min = want_min < x[i] ? want_min : x[i];
-    want_max = want_max > x[i] ? want_max : x[i];
+    want_min = want_min < x[i] ? want_min : x[i]; want_max = want_max > x[i] ? want_max : x[i];
   }
   T mn = T(1), mx = T(2), only_min = T(3), only_max = T(4);
   const int32_t st = Fns<T>::minmax(x, n, &mn, &mx) | Fns<T>::minmax(x, n, &only_min, nullptr) |
@@ -79,15 +78,13 @@ TYPED_TEST(Extremes, PlantedAtEveryPositionInEveryConfiguration) {
       if (n > 800) continue;
       for (T& v : x) v = (v == lo || v != v) ? T(1) : v == hi ? T(hi - 1) : v;
       for (size_t p = 0; p < n; p += n < 300 ? 1 : 5) {  // the minimum at p, the maximum elsewhere
-        const size_t q = (p * 7 + 3) % n == p ? (p + 1) % n : (p * 7 + 3) % n;
-        const T keep_p = x[p], keep_q = x[q];
+        const size_t q = (p * 7 + 3) % n == p ? (p + 1) % n : (p * 7 + 3) % n; const T keep_p = x[p], keep_q = x[q];
         x[p] = lo, x[q] = q == p ? lo : hi;
         ASSERT_TRUE(follows_the_rule(x.data(), n)) << "minimum at " << p << ", maximum at " << q;
         x[p] = keep_p, x[q] = keep_q;
       }
     }
-    T mn = 0, mx = 0;
-    const T one = T(42);
+    T mn = 0, mx = 0; const T one = T(42);
     EXPECT_EQ(Fns<T>::minmax(&one, 0, &mn, &mx), 0);  // a count of 0 reports data[0] too
     EXPECT_TRUE(mn == T(42) && mx == T(42));
     EXPECT_EQ(Fns<T>::minmax(nullptr, 100, nullptr, nullptr), 0) << "nothing asked: nothing read";
@@ -105,8 +102,7 @@ TYPED_TEST(FloatExtremes, NaNsAndSignedZeros) {
   for_each_kernel_config([&](const auto&) {
     // A NaN wipes out what came before; a NaN last stays; -0 then +0 gives +0.
     const T a[] = {1, nan, 3}, b[] = {1, 3, nan}, z[] = {T(-0.0), T(0.0)};
-    T mn, mx;
-    Fns<T>::minmax(a, 3, &mn, &mx);
+    T mn, mx; Fns<T>::minmax(a, 3, &mn, &mx);
     EXPECT_TRUE(mn == 3 && mx == 3);
     Fns<T>::minmax(b, 3, &mn, &mx);
     EXPECT_TRUE(std::isnan(mn) && std::isnan(mx));
@@ -129,9 +125,7 @@ TYPED_TEST(FloatExtremes, NaNsAndSignedZeros) {
 // ---------------------------------------------------------------- searches
 template <class T>
 struct Case {
-  std::string name;
-  std::function<int32_t(const T*, uint64_t, uint64_t*)> run;
-  std::function<bool(T)> hit;
+  std::string name; std::function<int32_t(const T*, uint64_t, uint64_t*)> run; std::function<bool(T)> hit;
   std::vector<T> hits, misses;  // sample values that do and do not match
 };
 
@@ -166,9 +160,7 @@ std::vector<Case<T>> cases() {
   std::vector<T> v = t;
   if constexpr (std::is_integral_v<T>)
     for (T x : t) v.push_back(T(x + 1)), v.push_back(T(x - 1));
-  std::vector<T> r(64);
-  morvex::test::fill_random(r.data(), 64, 99);
-  v.insert(v.end(), r.begin(), r.end());
+  std::vector<T> r(64); morvex::test::fill_random(r.data(), 64, 99); v.insert(v.end(), r.begin(), r.end());
   for (Case<T>& k : c)
     for (T x : v) (k.hit(x) ? k.hits : k.misses).push_back(x);
   return c;
@@ -191,15 +183,13 @@ TYPED_TEST(Search, OneHitAtEveryOffsetFromEveryStart) {
         // Every sample a miss, then one hit at each offset; where the
         // threshold leaves only hits or only misses, the record is all of them.
         const bool planted = !c.hits.empty() && !c.misses.empty();
-        const auto& background = c.misses.empty() ? c.hits : c.misses;
-        Buffer<T> x(n, (n + 1) % 4);
+        const auto& background = c.misses.empty() ? c.hits : c.misses; Buffer<T> x(n, (n + 1) % 4);
         for (T& v : x) v = background[rng() % background.size()];
         for (size_t at = 0; at < (planted ? n : 1); ++at) {
           const T keep = n ? x[at] : T(0);
           if (planted) x[at] = c.hits[rng() % c.hits.size()];
           for (uint64_t s : {uint64_t(0), uint64_t(at / 2), uint64_t(at), uint64_t(at + 1), uint64_t(n + 1), ~uint64_t(0)}) {
-            const uint64_t want = s >= n ? n : planted ? (s <= at ? at : n) : c.misses.empty() ? s : n;
-            uint64_t p = s;
+            const uint64_t want = s >= n ? n : planted ? (s <= at ? at : n) : c.misses.empty() ? s : n; uint64_t p = s;
             ASSERT_EQ(c.run(x.data(), n, &p), 0);
             ASSERT_EQ(p, want) << c.name << ": n " << n << ", hit at " << at << ", start " << s;
           }
@@ -213,8 +203,7 @@ TYPED_TEST(Search, ExtremesBeatTheBarStrictly) {
   using T = TypeParam;
   using L = std::numeric_limits<T>;
   for (size_t n : {0, 1, 2, 17, 64, 300}) {
-    std::vector<T> x(n);
-    morvex::test::fill_random(x.data(), n, uint32_t(n));
+    std::vector<T> x(n); morvex::test::fill_random(x.data(), n, uint32_t(n));
     for (size_t i = 0; i + 1 < n; i += 5) x[i + 1] = x[i];  // equal extremes: the first must win
     std::vector<T> bars = {L::lowest(), T(0), L::max()};
     if (n) bars.push_back(x[n / 2]);
@@ -222,8 +211,7 @@ TYPED_TEST(Search, ExtremesBeatTheBarStrictly) {
     for (T bar : bars)
       for (uint64_t s : {uint64_t(0), uint64_t(n / 3), uint64_t(n), uint64_t(n + 5)})
         for (bool is_max : {true, false}) {
-          uint64_t want = n, p = s;
-          T best = bar, v = bar;
+          uint64_t want = n, p = s; T best = bar, v = bar;
           for (uint64_t i = s; i < n; ++i)
             if (is_max ? x[i] > best : x[i] < best) best = x[i], want = i;
           ASSERT_EQ((is_max ? Fns<T>::max : Fns<T>::min)(x.data(), n, &p, &v), 0);

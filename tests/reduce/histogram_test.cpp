@@ -60,8 +60,7 @@ TEST(Histogram, OutOfRangeCountersNaNAndDegenerateRanges) {
   // max < min: nothing in range, and below is tested first.
   const double d[] = {0.0, 1.5, 3.0};
   uint64_t b2[2] = {};
-  lo = hi = 0;
-  morvex_m_histogram_lin_1d_f64u64(d, 3, 2.0, 1.0, b2, 2, &lo, &hi);
+  lo = hi = 0; morvex_m_histogram_lin_1d_f64u64(d, 3, 2.0, 1.0, b2, 2, &lo, &hi);
   EXPECT_TRUE(b2[0] + b2[1] == 0 && lo == 2 && hi == 1);
   EXPECT_EQ(morvex_m_histogram_lin_1d_u16u16(nullptr, 0, 0, 1, nullptr, 1, nullptr, nullptr), 0u);
 }
@@ -96,13 +95,11 @@ TEST(Histogram, CountersWrapAndEveryExportCounts) {
 TEST(Histogram, U8TableMatchesShortRecords) {
   // Long u8 records go through a table of the 256 values, short ones divide
   // per sample: a record counted whole and in short pieces must agree.
-  std::vector<uint8_t> s(5000);
-  morvex::test::fill_random(s.data(), s.size(), 3);
+  std::vector<uint8_t> s(5000); morvex::test::fill_random(s.data(), s.size(), 3);
   const std::pair<uint8_t, uint8_t> ranges[] = {{0, 255}, {10, 200}, {37, 37}, {200, 10}, {255, 255}};
   for (auto [lo, hi] : ranges)
     for (uint64_t nbins : {1, 3, 7, 256, 1000}) {
-      std::vector<uint32_t> whole(nbins), pieces(nbins);
-      uint32_t wb = 0, wa = 0, pb = 0, pa = 0;
+      std::vector<uint32_t> whole(nbins), pieces(nbins); uint32_t wb = 0, wa = 0, pb = 0, pa = 0;
       const uint64_t cw = morvex_m_histogram_lin_1d_u8u32(s.data(), s.size(), lo, hi, whole.data(), nbins, &wb, &wa);
       uint64_t cp = 0;
       for (size_t i = 0; i < s.size(); i += 100)
@@ -116,18 +113,13 @@ TEST(Histogram, U8TableMatchesShortRecords) {
 // that choose their kernels (callers are told not to, but these kernels all
 // give identical results, so nothing may change).
 TEST(ReduceConcurrency, SearchesAndExtremesWhileOptionsChange) {
-  const size_t n = 10007;
-  std::vector<uint16_t> x(n, 100);
-  x[9000] = 4000;
-  std::vector<float> f(n);
-  morvex::test::fill_random(f.data(), n, 18);
-  float want_min, want_max;
+  const size_t n = 10007; std::vector<uint16_t> x(n, 100); x[9000] = 4000; std::vector<float> f(n);
+  morvex::test::fill_random(f.data(), n, 18); float want_min, want_max;
   morvex_m_minmax_f32(f.data(), n, &want_min, &want_max);
   std::atomic<int> wrong{0};
   std::thread toggler([] {
     for (int i = 0; i < 200; ++i) {
-      morvex_m_setopt(MORVEX_M_OPT_AVX2, i % 2);
-      morvex_m_setopt(MORVEX_M_OPT_SSE42, (i / 2) % 2);
+      morvex_m_setopt(MORVEX_M_OPT_AVX2, i % 2); morvex_m_setopt(MORVEX_M_OPT_SSE42, (i / 2) % 2);
       morvex_m_setopt(MORVEX_M_OPT_AVX, (i / 4) % 2);
     }
   });
@@ -135,19 +127,14 @@ TEST(ReduceConcurrency, SearchesAndExtremesWhileOptionsChange) {
   for (int t = 0; t < 4; ++t)
     workers.emplace_back([&] {
       for (uint64_t i = 0; i < 300; ++i) {
-        uint64_t p = i;
-        uint16_t mn, mx;
-        float fmn, fmx;
-        morvex_m_index_gte_u16(x.data(), n, 3500, &p);
-        morvex_m_minmax_u16(x.data(), n, &mn, &mx);
-        morvex_m_minmax_f32(f.data(), n, &fmn, &fmx);
+        uint64_t p = i; uint16_t mn, mx; float fmn, fmx; morvex_m_index_gte_u16(x.data(), n, 3500, &p);
+        morvex_m_minmax_u16(x.data(), n, &mn, &mx); morvex_m_minmax_f32(f.data(), n, &fmn, &fmx);
         wrong += p != 9000 || mn != 100 || mx != 4000 || !morvex::test::same_bits(fmn, want_min) ||
                  !morvex::test::same_bits(fmx, want_max);
       }
     });
   for (auto& w : workers) w.join();
-  toggler.join();
-  morvex::test::restore_processor_options();
+  toggler.join(); morvex::test::restore_processor_options();
   EXPECT_EQ(wrong.load(), 0);
 }
 

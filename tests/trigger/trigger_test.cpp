@@ -61,8 +61,7 @@ using FloatTypes = ::testing::Types<float, double>;
 // again from the hit itself.
 template <class T>
 struct Trigger {
-  std::function<int32_t(const T*, uint64_t, uint64_t*, void**)> call;
-  bool step_past_hit = false;
+  std::function<int32_t(const T*, uint64_t, uint64_t*, void**)> call; bool step_past_hit = false;
 };
 
 // Runs the trigger over x cut into consecutive blocks of the given lengths,
@@ -71,15 +70,12 @@ struct Trigger {
 // status, a position past the block, or a hit that does not move forward.
 template <class T>
 std::vector<uint64_t> walk(const Trigger<T>& trigger, const T* x, const std::vector<uint64_t>& blocks) {
-  std::vector<uint64_t> hits;
-  void* state = nullptr;
-  uint64_t base = 0;
+  std::vector<uint64_t> hits; void* state = nullptr; uint64_t base = 0;
   for (const uint64_t len : blocks) {
     for (uint64_t p = 0;; p += trigger.step_past_hit) {
       const int32_t status = trigger.call(x + base, len, &p, &state);
       if (status != 0 || p > len || (p < len && !hits.empty() && hits.back() >= base + p)) {
-        ADD_FAILURE() << "status " << status << ", position " << p << " in a block of " << len << " at " << base;
-        break;
+        ADD_FAILURE() << "status " << status << ", position " << p << " in a block of " << len << " at " << base; break;
       }
       if (p == len) break;
       hits.push_back(base + p);
@@ -93,8 +89,7 @@ std::vector<uint64_t> walk(const Trigger<T>& trigger, const T* x, const std::vec
 
 // Random block lengths covering n: mostly 1 to 300 samples, now and then empty.
 std::vector<uint64_t> random_blocks(uint64_t n, uint32_t seed) {
-  std::mt19937 rng(seed);
-  std::vector<uint64_t> blocks;
+  std::mt19937 rng(seed); std::vector<uint64_t> blocks;
   for (uint64_t done = 0; done < n; done += blocks.back()) blocks.push_back(rng() % 20 ? std::min<uint64_t>(1 + rng() % 300, n - done) : 0);
   return blocks;
 }
@@ -130,8 +125,7 @@ T level(int k) { return palette<T>()[2 + 4 * k]; }
 // now and then up to 40: levels met exactly, crossed in one sample, held a while.
 template <class T>
 std::vector<T> plateau_signal(size_t n, uint32_t seed) {
-  std::mt19937 rng(seed);
-  std::vector<T> x;
+  std::mt19937 rng(seed); std::vector<T> x;
   while (x.size() < n) x.resize(std::min(n, x.size() + (rng() % 4 ? 1 + rng() % 4 : 1 + rng() % 40)), palette<T>()[rng() % 17]);
   return x;
 }
@@ -140,12 +134,10 @@ std::vector<T> plateau_signal(size_t n, uint32_t seed) {
 // original[i] is the index in the result of sample i of x.
 template <class T>
 std::vector<T> with_nans(const std::vector<T>& x, uint32_t seed, std::vector<uint64_t>& original) {
-  std::mt19937 rng(seed);
-  std::vector<T> y;
+  std::mt19937 rng(seed); std::vector<T> y;
   for (size_t i = 0; i < x.size(); ++i) {
     while (i > 0 && rng() % 20 == 0) y.push_back(std::numeric_limits<T>::quiet_NaN());
-    original.push_back(y.size());
-    y.push_back(x[i]);
+    original.push_back(y.size()); y.push_back(x[i]);
   }
   return y;
 }
@@ -163,8 +155,7 @@ struct Event {
 // arming level in the right direction.
 template <class T, class Arm, class Direction, class Fire>
 std::vector<Event> armed_crossings(const std::vector<T>& x, Arm arm, Direction direction, Fire fire) {
-  std::vector<Event> r;
-  bool armed = false, fired_since = false;
+  std::vector<Event> r; bool armed = false, fired_since = false;
   for (uint64_t e = 0; e < x.size(); ++e) {
     if (armed && !fired_since && fire(x[e])) r.push_back({e, e});
     fired_since = fired_since || fire(x[e]);
@@ -221,8 +212,7 @@ std::vector<Event> outside_samples(const std::vector<T>& x, T high, T low) {
 // sample outside, armed only if the walk started in the arming band.
 template <class T>
 std::vector<Event> exits(const std::vector<T>& x, T high_arm, T high, T low_arm, T low) {
-  std::vector<Event> r;
-  bool armed = !x.empty() && low_arm <= x[0] && x[0] <= high_arm;
+  std::vector<Event> r; bool armed = !x.empty() && low_arm <= x[0] && x[0] <= high_arm;
   int side = 0;  // +1 last outside above, -1 below
   for (uint64_t e = 0; e < x.size(); ++e) {
     armed = armed || (side > 0 && x[e] <= high_arm) || (side < 0 && x[e] >= low_arm);
@@ -239,9 +229,7 @@ std::vector<Event> exits(const std::vector<T>& x, T high_arm, T high, T low_arm,
 // timed from the first such sample.
 template <class T, class Rest, class Peak>
 std::vector<Event> pulses(const std::vector<T>& x, Rest rest, Peak peak) {
-  std::vector<Event> r;
-  bool rested = false, started = false;
-  uint64_t start = 0;
+  std::vector<Event> r; bool rested = false, started = false; uint64_t start = 0;
   for (uint64_t e = 0; e < x.size(); ++e) {
     if (rest(x[e])) {
       if (started) r.push_back({e, start});
@@ -261,8 +249,7 @@ template <class T>
 std::vector<Event> runts(const std::vector<T>& x, T upper, T lower, bool positive, bool negative) {
   std::vector<Event> r;
   int side = 0;  // of the last sample outside: +1 above, -1 below, 0 none yet
-  bool entered = false;
-  uint64_t entry = 0;
+  bool entered = false; uint64_t entry = 0;
   for (uint64_t e = 0; e < x.size(); ++e) {
     if (x[e] < lower || x[e] > upper) {
       const int now = x[e] > upper ? 1 : -1;
@@ -314,8 +301,7 @@ std::vector<uint64_t> firing(const std::vector<Event>& events, When when, const 
 // ---------------------------------------------------------------- the tests
 template <class T>
 struct Case {
-  std::string name;
-  std::function<Trigger<T>(When)> make;
+  std::string name; std::function<Trigger<T>(When)> make;
   std::function<std::vector<Event>(const std::vector<T>&)> oracle;
   bool timed, nan_transparent;  // false where state 0 judges the sample it stands on after every hit
   size_t state_bytes;
@@ -369,8 +355,7 @@ const std::vector<When> kWhens = {{0, 0, 0}, {1, 6, 0}, {2, 6, 0}, {2, 0, 0}, {3
 template <class T, class Body>
 void for_each_case(uint32_t seed, Body body) {
   for (const Case<T>& c : cases<T>()) {
-    std::vector<T> x = plateau_signal<T>(10000, ++seed);
-    x[0] = level<T>(1);
+    std::vector<T> x = plateau_signal<T>(10000, ++seed); x[0] = level<T>(1);
     const std::vector<Event> events = c.oracle(x);
     ASSERT_GT(events.size(), 30u) << c.name << ": the signal must exercise the trigger";
     for (const When& w : c.timed ? kWhens : std::vector<When>{{0, 0, 0}}) {
@@ -409,8 +394,7 @@ TYPED_TEST(TriggerNaN, NaNSamplesArePassedOver) {
   using T = TypeParam;
   for_each_case<T>(101, [](const Case<T>& c, const std::vector<T>& x, const std::vector<Event>& events, When w,
                            const Trigger<T>& trigger) {
-    std::vector<uint64_t> map;
-    const std::vector<T> y = with_nans(x, uint32_t(events.size()), map);
+    std::vector<uint64_t> map; const std::vector<T> y = with_nans(x, uint32_t(events.size()), map);
     const std::vector<uint64_t> one = walk(trigger, y.data(), {y.size()});
     if (c.nan_transparent) {
       EXPECT_TRUE(same_hits(one, firing(events, w, map)));
@@ -432,18 +416,13 @@ TYPED_TEST(TriggerState, WordsLeftByABlock) {
   auto enter = [](auto d, auto n, auto p, auto s) { return F::enter(d, n, T(150), T(100), T(20), T(50), p, s); };
   auto exit = [](auto d, auto n, auto p, auto s) { return F::exit(d, n, T(120), T(150), T(80), T(50), p, s); };
   const struct {
-    std::function<int32_t(const T*, uint64_t, uint64_t*, void**)> call;
-    std::vector<int> block;
-    uint32_t word;
+    std::function<int32_t(const T*, uint64_t, uint64_t*, void**)> call; std::vector<int> block; uint32_t word;
   } rows[] = {{rising, {120, 40}, 1}, {rising, {120, 40, 60}, 2},  // armed; back at the arming level
               {enter, {60, 10, 30}, 4},                              // from below, back past low_arm
               {exit, {130, 40, 80}, 3}, {exit, {130, 140}, 0}};      // between the bands: not armed
   for (const auto& r : rows) {
-    const std::vector<T> x(r.block.begin(), r.block.end());
-    void* state = nullptr;
-    uint64_t p = 0;
-    EXPECT_EQ(r.call(x.data(), x.size(), &p, &state), 0);
-    EXPECT_EQ(p, x.size());
+    const std::vector<T> x(r.block.begin(), r.block.end()); void* state = nullptr; uint64_t p = 0;
+    EXPECT_EQ(r.call(x.data(), x.size(), &p, &state), 0); EXPECT_EQ(p, x.size());
     EXPECT_EQ(*static_cast<uint32_t*>(state), r.word) << r.block.size() << " samples";
     morvex_m_state_free(&state);
   }
@@ -458,13 +437,9 @@ TYPED_TEST(TriggerState, WordsLeftByABlock) {
   // holds the edge machine (armed again), the first edge seen, and the last
   // edge rebased to the next block.
   const std::vector<T> e = {T(0), T(100), T(0), T(100), T(0)};
-  void* state = nullptr;
-  uint64_t p = 0;
+  void* state = nullptr; uint64_t p = 0;
   EXPECT_EQ(F::interval_pos(e.data(), e.size(), T(100), T(50), 5, 0, ~0u, &p, &state), 0);
-  uint32_t words[4];
-  std::memcpy(words, state, 16);
-  int64_t index;
-  std::memcpy(&index, words + 2, 8);
+  uint32_t words[4]; std::memcpy(words, state, 16); int64_t index; std::memcpy(&index, words + 2, 8);
   EXPECT_TRUE(p == e.size() && words[0] == 1 && words[1] == 1 && index == 3 - 5);
   morvex_m_state_free(&state);
 }
@@ -486,36 +461,26 @@ TYPED_TEST(TriggerState, ExactRangesAllocationFailureAndNullHandle) {
     if (!c.state_bytes) continue;
     SCOPED_TRACE(c.name);
     const auto call = c.make({0, 0, 0}).call;
-    void* state = nullptr;
-    uint64_t p = x.size();
+    void* state = nullptr; uint64_t p = x.size();
     ASSERT_EQ(call(x.data(), x.size(), &p, &state), 0);  // an exhausted block still allocates, zeroed
     ASSERT_NE(state, nullptr);
     const std::vector<unsigned char> zero(c.state_bytes, 0);
     EXPECT_EQ(std::memcmp(state, zero.data(), c.state_bytes), 0);
     for (const auto& words : limits[k].second) {
-      std::memset(state, 0, c.state_bytes);
-      std::memcpy(state, words.data(), words.size() * 4);
+      std::memset(state, 0, c.state_bytes); std::memcpy(state, words.data(), words.size() * 4);
       const std::vector<unsigned char> before(static_cast<unsigned char*>(state), static_cast<unsigned char*>(state) + c.state_bytes);
       p = 1;
-      EXPECT_EQ(call(x.data(), x.size(), &p, &state), -1);
-      EXPECT_EQ(p, 1u);
+      EXPECT_EQ(call(x.data(), x.size(), &p, &state), -1); EXPECT_EQ(p, 1u);
       EXPECT_EQ(std::memcmp(state, before.data(), c.state_bytes), 0);
       p = x.size();
       EXPECT_EQ(call(x.data(), x.size(), &p, &state), 0);
     }
-    std::memset(state, 0, c.state_bytes);
-    std::memcpy(state, limits[k].first.data(), limits[k].first.size() * 4);
-    p = 1;
+    std::memset(state, 0, c.state_bytes); std::memcpy(state, limits[k].first.data(), limits[k].first.size() * 4); p = 1;
     EXPECT_EQ(call(x.data(), x.size(), &p, &state), 0);
-    morvex_m_state_free(&state);
-    p = 0;
-    g_refuse_calloc = true;
-    const int32_t status = call(x.data(), x.size(), &p, &state);
-    g_refuse_calloc = false;
-    EXPECT_TRUE(status == -3 && state == nullptr && p == 0);
-    EXPECT_EQ(call(x.data(), x.size(), &p, nullptr), -5);
-    EXPECT_EQ(p, 0u);
-    EXPECT_EQ(call(x.data(), x.size(), &p, &state), 0) << "the next call allocates and runs";
+    morvex_m_state_free(&state); p = 0; g_refuse_calloc = true;
+    const int32_t status = call(x.data(), x.size(), &p, &state); g_refuse_calloc = false;
+    EXPECT_TRUE(status == -3 && state == nullptr && p == 0); EXPECT_EQ(call(x.data(), x.size(), &p, nullptr), -5);
+    EXPECT_EQ(p, 0u); EXPECT_EQ(call(x.data(), x.size(), &p, &state), 0) << "the next call allocates and runs";
     morvex_m_state_free(&state);
   }
 }
@@ -524,8 +489,7 @@ TYPED_TEST(TriggerState, ExactRangesAllocationFailureAndNullHandle) {
 // each with its own state, all see what one thread sees.
 TEST(TriggerConcurrency, IndependentStatesOnManyThreads) {
   using T = uint16_t;
-  const std::vector<T> x = plateau_signal<T>(50000, 7);
-  const T l1 = level<T>(1), l2 = level<T>(2);
+  const std::vector<T> x = plateau_signal<T>(50000, 7); const T l1 = level<T>(1), l2 = level<T>(2);
   const Trigger<T> runt{[=](auto d, auto n, auto p, auto s) { return morvex_m_trigger_runt_pulse_any_u16(d, n, l2, l1, 3, 2, 30, p, s); }};
   const std::vector<uint64_t> alone = walk(runt, x.data(), random_blocks(x.size(), 1));
   ASSERT_FALSE(alone.empty());
