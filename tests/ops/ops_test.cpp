@@ -21,7 +21,7 @@ MORVEX_KERNEL_ROW_TESTS(ops);
 
 namespace {
 
-TEST(OpsRules, WorkedValues) {
+TEST(OpsRules, WorkedValues) {  // (the other rules are the references of the kernel table)
   // Shift right with clipping tests high before low: with low above high,
   // whatever is not above high becomes low.
   const uint16_t w[3] = {0x0FFF, 0x0050, 0x0400};
@@ -32,24 +32,9 @@ TEST(OpsRules, WorkedValues) {
   uint8_t bo[2];
   EXPECT_EQ(morvex_m_shr_clip_u8(b, bo, 2, 0, 200, 100), 0);
   EXPECT_EQ(std::vector<uint8_t>(bo, bo + 2), (std::vector<uint8_t>{100, 200}));
-  // Clip raises to low first, so low above high gives high; NaN passes; an
-  // element equal to a bound keeps its sign.
-  const float f[5] = {0.0f, 7.0f, NAN, -0.0f, 0.0f};
-  float fo[5]; morvex_m_clip_f32(f, fo, 3, 5.0f, 1.0f); morvex_m_clip_f32(f + 3, fo + 3, 2, 0.0f, 0.0f);
-  EXPECT_TRUE(fo[0] == 1.0f && fo[1] == 1.0f && std::isnan(fo[2]) && std::signbit(fo[3]) && !std::signbit(fo[4]));
-  // Narrow shifts are 32-bit shifts stored back: by the width gives 0.
-  const uint8_t x = 0x81; uint8_t y[2];
-  EXPECT_EQ(morvex_m_shl_u8(&x, &y[0], 1, 1), 0); EXPECT_EQ(morvex_m_shl_u8(&x, &y[1], 1, 8), 0);
-  EXPECT_TRUE(y[0] == 0x02 && y[1] == 0);
-  const uint16_t mask_in = 0x1234; uint16_t mask_out;
-  EXPECT_EQ(morvex_m_bit_mask_set_u16(&mask_in, &mask_out, 1, 0x00F0, 0x0A00), 0); EXPECT_EQ(mask_out, 0x1A04);
-  // Conversions: formed in double before narrowing (1e40 is beyond the single
-  // range); the calibration of a full-scale code.
+  // A conversion to f32 is formed in double before narrowing (1e40 is beyond the single range).
   const double big = 1e40; float narrow; morvex_m_convert_f64f32(&big, &narrow, 1, 1e-10f, 0.0f);
   EXPECT_NEAR(narrow, 1e30f, 1e24f);
-  const uint8_t raw[2] = {255, 0};
-  float volts[2]; morvex_m_convert_u8f32(raw, volts, 2, 2.0f / 255.0f, -1.0f);
-  EXPECT_NEAR(volts[0], 1.0f, 2e-7f); EXPECT_EQ(volts[1], -1.0f);
 }
 
 TEST(OpsRules, BitMaskSearchFromThePosition) {
@@ -82,10 +67,6 @@ TEST(OpsMath, ErrnoAliasingAndScalars) {
   double u[2] = {0.5, 1.0};
   morvex_m_sincos_f64(u, u, u, 2);
   EXPECT_EQ(u[0], std::cos(std::sin(0.5)));
-  // logn with base 1: an infinite factor, so log(1) gives 0 * inf.
-  const float two[2] = {2.0f, 1.0f};
-  float r[2]; morvex_m_logn_f32(two, r, 2, 1.0f, 1.0f);
-  EXPECT_TRUE(std::isinf(r[0]) && std::isnan(r[1]));
   for (float e : {0.0f, -0.0f, 0.5f, -3.0f, INFINITY, NAN}) EXPECT_TRUE(same_bits(morvex_m_erf_f32(e), ::erff(e)));
   for (double e : {-0.0, 0.5, -3.0, 10.0}) EXPECT_TRUE(same_bits(morvex_m_erf_f64(e), ::erf(e)));
 }
