@@ -28,7 +28,8 @@ elif kind == "isa":
                 if len(p) == 3 and p[1] in ("W", "V", "u")] + ([] if objects else ["no instruction-set objects found"])
 elif kind == "cos-table":
     root = pathlib.Path(args[0])
-    generated = subprocess.run([sys.executable, str(root / "tools" / "gen-cos-table.py")], check=True, capture_output=True, text=True).stdout
+    generated = subprocess.run([sys.executable, str(root / "tools" / "gen-cos-table.py")], check=True,
+                               capture_output=True, text=True).stdout
     if generated != (root / "src" / "generate" / "cos_table.cpp").read_text():
         problems = ["src/generate/cos_table.cpp differs from tools/gen-cos-table.py's output"]
 print("\n".join(problems) or f"{kind}: ok")

@@ -156,8 +156,9 @@ inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
   std::mt19937_64 rng(seed);
   auto bits = [&] { float f; const uint32_t b = uint32_t(rng()); std::memcpy(&f, &b, 4); return f; };
   auto ratio = [&] { return float(int(rng() % 4001) - 2000) / 1000.0f; };
-  const float edge[] = {0.0f, -0.0f, 0x1p-149f, -1e-40f, 0x1p-126f, 0x1p-75f, 0x1p-63f, 0x1p-50f, 0x1.fffffep-37f, 0x1p-36f,
-                        -0x1.000002p-36f, 3.0f, 0x1p63f, -0x1.fffffep63f, 0x1p64f, 0x1p100f, 0x1.fffffep127f, INFINITY, -INFINITY, NAN};
+  const float edge[] = {0.0f,     -0.0f,   0x1p-149f, -1e-40f,        0x1p-126f, 0x1p-75f, 0x1p-63f,
+                        0x1p-50f, 0x1.fffffep-37f,  0x1p-36f, -0x1.000002p-36f, 3.0f,     0x1p63f,  -0x1.fffffep63f,
+                        0x1p64f,  0x1p100f, 0x1.fffffep127f, INFINITY, -INFINITY,   NAN};
   for (uint64_t i = 0; i + 1 < count; i += 2) {
     float re = bits(), im = bits();
     switch (rng() % 8) {
@@ -299,7 +300,8 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
   MORVEX_ARITHC_ROW(T, S, subc, x - T(0.1), 0.1, kArith), MORVEX_ARITHC_ROW(T, S, mulc, x * T(1.0 / 3), 1.0 / 3, kArith), \
   MORVEX_ARITHC_ROW(T, S, divc, x / T(1.0 / 3), 1.0 / 3, kArith), MORVEX_ARITHC_ROW(T, S, csub, T(0.1) - x, 0.1, kArith), \
   MORVEX_ARITHC_ROW(T, S, cdiv, T(1.0 / 3) / x, 1.0 / 3, kArith), MORVEX_ARITHC_ROW(T, S, modc, std::fmod(x, T(0.7)), 0.7, kBits), \
-  row<T>("ops", "pow_" #S, MORVEX_CALL(morvex_m_pow_##S(I<T>(a), O<T>(a), a.n, 1.7)), MORVEX_EACH(T, T, std::pow(double(x), 1.7)), kBits), \
+  row<T>("ops", "pow_" #S, MORVEX_CALL(morvex_m_pow_##S(I<T>(a), O<T>(a), a.n, 1.7)),                                 \
+         MORVEX_EACH(T, T, std::pow(double(x), 1.7)), kBits),                                                          \
   row<T>("ops", "pow2_" #S, MORVEX_CALL(morvex_m_pow2_##S(I<T>(a), O<T>(a), a.n)), MORVEX_EACH(T, T, x * x), kArith), \
   row<T>("ops", "mulc_addc_" #S, MORVEX_CALL(morvex_m_mulc_addc_##S(I<T>(a), O<T>(a), a.n, T(1.0 / 3), T(-0.7))),   \
          MORVEX_CALL(ops::mulc_addc_##S##_plain(I<T>(a), O<T>(a), a.n, T(1.0 / 3), T(-0.7))), kInPlace | kOverlap | kStreams, {}, \
@@ -374,9 +376,11 @@ inline const std::vector<KernelRow>& kernel_rows() {
                              __complex__ float z;
                              __real__ z = I<float>(a)[2 * i], __imag__ z = I<float>(a)[2 * i + 1];
                              O<float>(a)[i] = cabsf(z); } }())), kInPlace | kStreams, {}, fill_magnitude),
-      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams, d[0], d[1]), MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, kStreams, d[0], d[1], d[2]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, kStreams, d[0], d[1], d[2]),
       MORVEX_DEINTERLEAVE_ROW(4, uint8_t, u8, kStreams, d[0], d[1], d[2], d[3]),
-      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, kStreams, d[0], d[1]), MORVEX_DEINTERLEAVE_ROW(3, uint16_t, u16, kStreams, d[0], d[1], d[2]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(3, uint16_t, u16, kStreams, d[0], d[1], d[2]),
       MORVEX_DEINTERLEAVE_ROW(4, uint16_t, u16, kStreams, d[0], d[1], d[2], d[3]),
       // ---- ops without processor kernels: their streaming, in-place and overlapping paths
       MORVEX_DEINTERLEAVE_ROW(5, uint8_t, u8, kPlainOnly, d[0], d[1], d[2], d[3], d[4]),
@@ -390,7 +394,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
                          MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kPlainOnly),  // formed in double, then narrowed
       MORVEX_BITS_ROWS(uint8_t, u8), MORVEX_BITS_ROWS(uint16_t, u16), MORVEX_BITS_ROWS(uint32_t, u32), MORVEX_BITS_ROWS(uint64_t, u64),
       MORVEX_CLIP_ROW(uint8_t, u8), MORVEX_CLIP_ROW(uint16_t, u16), MORVEX_CLIP_ROW(float, f32), MORVEX_CLIP_ROW(double, f64),
-      row<uint16_t>("ops", "bit_mask_set_u16", MORVEX_CALL(morvex_m_bit_mask_set_u16(I<uint16_t>(a), O<uint16_t>(a), a.n, 0x00F0, 0x0A00)),
+      row<uint16_t>("ops", "bit_mask_set_u16",
+                    MORVEX_CALL(morvex_m_bit_mask_set_u16(I<uint16_t>(a), O<uint16_t>(a), a.n, 0x00F0, 0x0A00)),
                     MORVEX_EACH(uint16_t, uint16_t, (x & 0xFF0F) | 0x0A00), kBits),
       MORVEX_SET_ROW(uint8_t, u8), MORVEX_SET_ROW(int16_t, i16), MORVEX_SET_ROW(uint16_t, u16), MORVEX_SET_ROW(uint32_t, u32),
       MORVEX_SET_ROW(float, f32), MORVEX_SET_ROW(double, f64),
@@ -415,7 +420,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
       row<float, float, 1, 2>("ops", "sincos_f32", MORVEX_CALL(morvex_m_sincos_f32(I<float>(a), O<float>(a), O<float>(a, 1), a.n)),
                               MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<float>(a)[i] = ::sinf(I<float>(a)[i]),
                                                  O<float>(a, 1)[i] = ::cosf(I<float>(a)[i]); }())), kPlainOnly),
-      row<double, double, 1, 2>("ops", "sincos_f64", MORVEX_CALL(morvex_m_sincos_f64(I<double>(a), O<double>(a), O<double>(a, 1), a.n)),
+      row<double, double, 1, 2>("ops", "sincos_f64",
+                                MORVEX_CALL(morvex_m_sincos_f64(I<double>(a), O<double>(a), O<double>(a, 1), a.n)),
                                 MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<double>(a)[i] = ::sin(I<double>(a)[i]),
                                                    O<double>(a, 1)[i] = ::cos(I<double>(a)[i]); }())), kPlainOnly),
       MORVEX_COMPLEX_ROW(magnitude, double, c64f64, cabs), MORVEX_COMPLEX_ROW(atan2, float, c32f32, cargf),
@@ -427,8 +433,9 @@ inline const std::vector<KernelRow>& kernel_rows() {
       row<double>("generate", "cos", MORVEX_CALL(generate::cos_exact(I<double>(a), O<double>(a), a.n)),
                   MORVEX_EACH(double, double, std::cos(x)), kInPlace, {}, fill_cos).lengths(80, 1 << 20),
       [] {
-        KernelRow r = row<double>("generate", "cos_ramp", MORVEX_CALL(generate::cos_ramp(a.s[0] ? generate::Ramp::kDivide : generate::Ramp::kAdd,
-                                  uint64_t(a.s[1]), uint64_t(a.s[2]), a.n, a.s[3], a.s[4], O<double>(a))),
+        KernelRow r = row<double>("generate", "cos_ramp",
+            MORVEX_CALL(generate::cos_ramp(a.s[0] ? generate::Ramp::kDivide : generate::Ramp::kAdd, uint64_t(a.s[1]),
+                                           uint64_t(a.s[2]), a.n, a.s[3], a.s[4], O<double>(a))),
             MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) {
               const double k = double(uint64_t(a.s[1]) + i * uint64_t(a.s[2]));
               O<double>(a)[i] = std::cos(a.s[0] ? k * a.s[3] / a.s[4] : k * a.s[3] + a.s[4]); } }())), 0, {}, fill_cos_ramp);

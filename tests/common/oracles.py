@@ -255,7 +255,8 @@ def filter():
                     w, h = np.empty(n), np.empty(n, complex)
                     ok = freqz_zpk(st.h, n, whole, log, ptr(w), ptr(h), fs) == 0
                     if n:
-                        grid_ok = abs(w[0] - 1.0) < 1e-12 if log else close(w, sig.freqz_zpk(z, p, k, worN=n, whole=bool(whole), fs=fs)[0], 1e-15)
+                        grid = sig.freqz_zpk(z, p, k, worN=n, whole=bool(whole), fs=fs)[0]
+                        grid_ok = abs(w[0] - 1.0) < 1e-12 if log else close(w, grid, 1e-15)
                         ok = ok and grid_ok and close(h, sig.freqz_zpk(z, p, k, worN=w, fs=fs)[1], 1e-9)
                     c.check(ok, f"{d[:3]} freqz_zpk n={n} whole={whole} log={log}")
         stable, sp_ = out(i32)

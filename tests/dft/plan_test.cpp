@@ -241,8 +241,10 @@ TEST(PlanBackend, ChosenByTheOptionAtCreationAndKept) {
   morvex_m_dft_plan *pf = nullptr, *pd = nullptr, *qf = nullptr, *qd = nullptr, *ef = nullptr;
   {
     MORVEX_DFT_SELECT_BACKEND(Backend::Fftw);
-    ASSERT_EQ(morvex_m_dft_plan_create_r2c_1d_f32(xf, 8, c(Xf), 5, &pf) | morvex_m_dft_plan_create_r2c_1d_f64(xd, 8, c(Xd), 5, &pd) |
-                  morvex_m_idft_plan_create_c2r_1d_f32(c(Xf), 5, xf, 8, &qf) | morvex_m_idft_plan_create_c2r_1d_f64(c(Xd), 5, xd, 8, &qd), 0);
+    ASSERT_EQ(morvex_m_dft_plan_create_r2c_1d_f32(xf, 8, c(Xf), 5, &pf) |
+                  morvex_m_dft_plan_create_r2c_1d_f64(xd, 8, c(Xd), 5, &pd) |
+                  morvex_m_idft_plan_create_c2r_1d_f32(c(Xf), 5, xf, 8, &qf) |
+                  morvex_m_idft_plan_create_c2r_1d_f64(c(Xd), 5, xd, 8, &qd), 0);
     EXPECT_NE(dynamic_cast<lib::fftw3f::DFTR2C1DFFTWF*>(backend(pf)), nullptr);
     EXPECT_NE(dynamic_cast<lib::fftw3::DFTR2C1DFFTW*>(backend(pd)), nullptr);
     EXPECT_NE(dynamic_cast<lib::fftw3f::IDFTC2R1DFFTW*>(backend(qf)), nullptr);

@@ -50,7 +50,8 @@ TEST(FilterDesign, FrequencyChecksOfEveryFamily) {
       {2, kFs, 100, 0, -1}, {3, kFs, 100, kNyq, -1}, {2, kFs, 100, below_nyq, 0}, {3, kFs, 300, 100, 0},
       {-1, kFs, 100, 300, -1}, {4, kFs, 100, 300, -1}, {1000, kFs, 100, 300, -1}};
   for (int family = 0; family < 3; ++family)
-    for (const auto& r : rows) EXPECT_EQ(design(family, r.band, r.fs, r.f1, r.f2), r.want) << family << ": " << r.band << " " << r.f1 << " " << r.f2;
+    for (const auto& r : rows)
+      EXPECT_EQ(design(family, r.band, r.fs, r.f1, r.f2), r.want) << family << ": " << r.band << " " << r.f1 << " " << r.f2;
 }
 
 TEST(FilterDesign, RippleAttenuationCentreAndFamilyParameters) {
@@ -62,7 +63,8 @@ TEST(FilterDesign, RippleAttenuationCentreAndFamilyParameters) {
   for (double f0 : {-1e-12, std::nextafter(kNyq, kFs), kNaN})
     EXPECT_EQ(morvex_m_filter_iir_notch(&st, kFs, f0, 10.0) | morvex_m_filter_iir_peak(&st, kFs, f0, 10.0), -1) << f0;
   EXPECT_EQ(morvex_m_filter_iir_notch(&st, 0.0, 100.0, 10.0), -1) << "no sample rate: an infinite centre";
-  EXPECT_EQ(morvex_m_filter_iir_butterworth(0, 4, nullptr, kFs, 100.0, 0.0) | morvex_m_filter_iir_notch(nullptr, kFs, 100.0, 10.0), -1);
+  EXPECT_EQ(morvex_m_filter_iir_butterworth(0, 4, nullptr, kFs, 100.0, 0.0), -1);
+  EXPECT_EQ(morvex_m_filter_iir_notch(nullptr, kFs, 100.0, 10.0), -1);
   EXPECT_EQ(st, nullptr);
   // Zero ripple or attenuation is allowed (>=); centres 0 and Nyquist too.
   for (double f0 : {0.0, kNyq, 100.0}) {
@@ -76,7 +78,8 @@ TEST(FilterDesign, RippleAttenuationCentreAndFamilyParameters) {
   EXPECT_EQ(morvex_m_filter_iir_chebyshev2(0, 4, &st, kFs, 100.0, 0.0, 0.0), 0);
   morvex_m_filter_state_destroy(st);
   using mf::design_iir;
-  for (int family : {1, 2, 3}) EXPECT_THROW(design_iir(family, 0, 4, true, false, kFs, 100.0, 0.0, 0.0, std::nullopt), std::invalid_argument);
+  for (int family : {1, 2, 3})
+    EXPECT_THROW(design_iir(family, 0, 4, true, false, kFs, 100.0, 0.0, 0.0, std::nullopt), std::invalid_argument);
   EXPECT_THROW(design_iir(0, 0, 4, true, false, kFs, 100.0, 0.0, 0.0, -1.0), std::invalid_argument);
   EXPECT_THROW(mf::design_resonator(5, 0.5, 1.0), std::invalid_argument);
   // Without a sample rate the edges are already normalised to Nyquist.
@@ -139,7 +142,8 @@ TEST(FilterState, RepresentationsDerivedOnceKeptOrRefused) {
   std::atomic_store(&bad.tf, std::make_shared<const TF>(TF{{1, 0, 0}, {0, 0, 0}}));
   uint64_t n = 99; int32_t stable = 7; float x = 1;
   for (morvex_m_filter_state* s : {&empty, &bad}) {
-    EXPECT_EQ(morvex_m_filter_iir_get_sos(s, &b1, &n) | morvex_m_filter_iir_isstable(s, &stable) | morvex_m_filter_execute_f32(&x, &x, 1, s), -1);
+    EXPECT_EQ(morvex_m_filter_iir_get_sos(s, &b1, &n) | morvex_m_filter_iir_isstable(s, &stable), -1);
+    EXPECT_EQ(morvex_m_filter_execute_f32(&x, &x, 1, s), -1);
   }
   EXPECT_EQ(morvex_m_filter_iir_get_tf(&empty, &b1, &a1, &n) | morvex_m_filter_iir_isstable(nullptr, &stable) |
                 morvex_m_filter_iir_get_sos(nullptr, &b1, &n) | morvex_m_filter_execute_f32(nullptr, nullptr, 0, nullptr), -1);

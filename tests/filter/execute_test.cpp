@@ -75,7 +75,8 @@ TEST(FilterExecute, SteadyStartsResetsOrderZeroAndTheElementType) {
   std::vector<float> x(500), ya(500), yb(500); morvex::test::fill_random(x.data(), x.size(), 9, false);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), 123, a.s), 0);
   morvex_m_filter_reset_delay_line(a.s, 0);
-  ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), x.size(), a.s) | morvex_m_filter_execute_f32(x.data(), yb.data(), x.size(), b.s), 0);
+  ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), x.size(), a.s), 0);
+  ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), yb.data(), x.size(), b.s), 0);
   EXPECT_TRUE(morvex::test::all_same_bits(ya.data(), yb.data(), x.size()));
   // Order 0: one pass-through section carrying the gain 1; an executor
   // without any section copies, overlapping arrays included.
@@ -122,7 +123,8 @@ TEST(FilterConcurrency, QueriesOnOneStateFromManyThreads) {
   constexpr int kThreads = 6, kPoints = 257;
   for (int round = 0; round < 40; ++round) {
     morvex_m_filter_state* st = nullptr;
-    ASSERT_EQ(round % 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 60.0, 5.0) : morvex_m_filter_iir_butterworth(2, 6, &st, 1000.0, 100.0, 250.0), 0);
+    ASSERT_EQ(round % 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 60.0, 5.0)
+                        : morvex_m_filter_iir_butterworth(2, 6, &st, 1000.0, 100.0, 250.0), 0);
     struct Seen {
       const double *b = nullptr, *sos = nullptr; const morvex_m_c64f64* z = nullptr;
       std::vector<morvex_m_c64f64> h = std::vector<morvex_m_c64f64>(kPoints), hz = h; int32_t stable = -1, failures = 0;

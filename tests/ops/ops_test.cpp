@@ -149,7 +149,8 @@ TEST(OpsUnwrap, StatesAndStepsOfExactlyPi) {
   const double pi = 3.141592653589793;
   // (state, input) -> output: a step of exactly +-pi keeps its sign, a step
   // just above pi wraps; differences are taken against the previous output.
-  const double cases[][3] = {{0.0, pi, pi}, {0.0, -pi, -pi}, {0.0, pi + 1e-9, pi + 1e-9 - 2 * pi}, {6.0 - 2 * pi, 12.0, 12.0 - 4 * pi}};
+  const double cases[][3] = {
+      {0.0, pi, pi}, {0.0, -pi, -pi}, {0.0, pi + 1e-9, pi + 1e-9 - 2 * pi}, {6.0 - 2 * pi, 12.0, 12.0 - 4 * pi}};
   for (const auto& c : cases) {
     double s = c[0], out;
     EXPECT_EQ(morvex_m_unwrap_f64(&c[1], &out, 1, &s), 0);

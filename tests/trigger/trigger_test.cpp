@@ -90,7 +90,8 @@ std::vector<uint64_t> walk(const Trigger<T>& trigger, const T* x, const std::vec
 // Random block lengths covering n: mostly 1 to 300 samples, now and then empty.
 std::vector<uint64_t> random_blocks(uint64_t n, uint32_t seed) {
   std::mt19937 rng(seed); std::vector<uint64_t> blocks;
-  for (uint64_t done = 0; done < n; done += blocks.back()) blocks.push_back(rng() % 20 ? std::min<uint64_t>(1 + rng() % 300, n - done) : 0);
+  for (uint64_t done = 0; done < n; done += blocks.back())
+    blocks.push_back(rng() % 20 ? std::min<uint64_t>(1 + rng() % 300, n - done) : 0);
   return blocks;
 }
 
@@ -191,7 +192,8 @@ template <class T>
 std::vector<Event> inside_samples(const std::vector<T>& x, T high, T low) {
   std::vector<Event> r;
   for (uint64_t i = 0; i < x.size(); ++i) {
-    const bool jump = i > 0 && (r.empty() || r.back().at != i - 1) && ((x[i] < low && x[i - 1] > high) || (x[i] > high && x[i - 1] < low));
+    const bool jump = i > 0 && (r.empty() || r.back().at != i - 1) &&
+                      ((x[i] < low && x[i - 1] > high) || (x[i] > high && x[i - 1] < low));
     if ((low <= x[i] && x[i] <= high) || jump) r.push_back({i, i});
   }
   return r;
@@ -333,7 +335,8 @@ std::vector<Case<T>> cases() {
       {"window exit", bind([=](auto d, auto n, auto p, auto s) { return F::exit(d, n, l2, l3, l1, l0, p, s); }, false),
        [=](const auto& x) { return exits(x, l2, l3, l1, l0); }, false, true, 4},
       {"interval positive", timed(F::interval_pos), [=](const auto& x) { return intervals(rising_edges(x, l1, l2)); }, true, true, 16},
-      {"interval negative", timed(F::interval_neg), [=](const auto& x) { return intervals(falling_edges(x, l2, l1)); }, true, true, 16},
+      {"interval negative", timed(F::interval_neg), [=](const auto& x) { return intervals(falling_edges(x, l2, l1)); },
+       true, true, 16},
       {"pulse width positive", timed(F::pulse_pos),
        [=](const auto& x) { return pulses(x, [=](T v) { return v <= l1; }, [=](T v) { return v >= l2; }); }, true, true, 16},
       {"pulse width negative", timed(F::pulse_neg),
@@ -490,14 +493,16 @@ TYPED_TEST(TriggerState, ExactRangesAllocationFailureAndNullHandle) {
 TEST(TriggerConcurrency, IndependentStatesOnManyThreads) {
   using T = uint16_t;
   const std::vector<T> x = plateau_signal<T>(50000, 7); const T l1 = level<T>(1), l2 = level<T>(2);
-  const Trigger<T> runt{[=](auto d, auto n, auto p, auto s) { return morvex_m_trigger_runt_pulse_any_u16(d, n, l2, l1, 3, 2, 30, p, s); }};
+  const Trigger<T> runt{
+      [=](auto d, auto n, auto p, auto s) { return morvex_m_trigger_runt_pulse_any_u16(d, n, l2, l1, 3, 2, 30, p, s); }};
   const std::vector<uint64_t> alone = walk(runt, x.data(), random_blocks(x.size(), 1));
   ASSERT_FALSE(alone.empty());
   std::atomic<int> mismatches{0};
   std::vector<std::thread> threads;
   for (uint32_t k = 0; k < 6; ++k)
     threads.emplace_back([&, k] {
-      for (uint32_t round = 0; round < 4; ++round) mismatches += walk(runt, x.data(), random_blocks(x.size(), 10 * k + round + 2)) != alone;
+      for (uint32_t round = 0; round < 4; ++round)
+        mismatches += walk(runt, x.data(), random_blocks(x.size(), 10 * k + round + 2)) != alone;
     });
   for (auto& t : threads) t.join();
   EXPECT_EQ(mismatches.load(), 0);
