@@ -53,7 +53,7 @@ struct Arenas {
     const uint64_t in_bytes = n * r.in_size * r.in_per, out_bytes = n * r.out_size * r.out_per + r.out_extra;
     const uint64_t ie = std::max<uint64_t>(r.in_size, 1), oe = r.out_size ? r.out_size : 8;
     const uint64_t mis = layout == kApart ? 0 : 1 + n % 7;  // elements past the boundary
-    in_at = 64 + mis * ie;
+    in_at = 64 + mis * (layout <= kMisaligned ? ie : std::max(ie, oe));  // where the arrays meet, aligned for both types
     out_at = layout == kInPlaceLayout || layout == kBelow ? in_at
              : layout == kAbove                          ? in_at + oe
                                                          : (in_at + in_bytes + 127) / 64 * 64 + mis * 3 % 8 * oe;
