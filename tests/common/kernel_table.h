@@ -147,10 +147,14 @@ void fill_bits(void* in, uint64_t count, uint32_t seed, double* s) {
   if constexpr (std::is_integral_v<T>) s[3] = double(T(seed * 2654435761u));
 }
 
-// Complex values for the magnitude: random bit patterns, parts of similar
-// size or a fixed number of binades apart, magnitudes a hair from a rounding
-// midpoint (where one rounding and cabsf's two part ways) or exactly on one,
-// and parts whose squares leave the single range, each at any lane of a group.
+// Complex values for the magnitude, in groups of 16 pairs (the widest
+// kernel's group, which goes to the exact fallback whole when one lane needs
+// it). Most groups are ordinary values, with at most one lane that is hard:
+// a magnitude a hair from a rounding midpoint (where one rounding and cabsf's
+// two part ways) or exactly on one, or a part whose square leaves the single
+// range or the fast path's range (infinities, NaN, subnormals). A quarter of
+// the groups are hard throughout: random bit patterns, parts of similar size
+// or a fixed number of binades apart.
 inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
   float* p = static_cast<float*>(in);
   std::mt19937_64 rng(seed);
@@ -159,18 +163,20 @@ inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
   const float edge[] = {0.0f,     -0.0f,   0x1p-149f, -1e-40f,        0x1p-126f, 0x1p-75f, 0x1p-63f,
                         0x1p-50f, 0x1.fffffep-37f,  0x1p-36f, -0x1.000002p-36f, 3.0f,     0x1p63f,  -0x1.fffffep63f,
                         0x1p64f,  0x1p100f, 0x1.fffffep127f, INFINITY, -INFINITY,   NAN};
+  uint64_t group = 0, hard_lane = 0;
   for (uint64_t i = 0; i + 1 < count; i += 2) {
-    float re = bits(), im = bits();
-    switch (rng() % 8) {
-      case 0: im = re * ratio(); break;
+    if (i % 32 == 0) group = rng() % 4, hard_lane = rng() % 16;
+    float re = std::ldexp(float(int(rng() % 2001) - 1000) / 997.0f, int(rng() % 41) - 20), im = re * ratio();
+    switch (group == 3 ? rng() % 4 : i / 2 % 16 == hard_lane ? 4 + group : 7) {
+      case 0: re = bits(), im = bits(); break;
       case 1: im = rng() & 1 ? -re : re; break;
-      case 2: im = std::ldexp(re * ratio(), int(rng() % 60) - 30); break;
-      case 3: re = edge[rng() % 20], im = 1.0f + float(rng() % 64) / 64.0f; break;
-      case 4: case 5: {  // x = m - (j + 1/2) ulp and y with x^2 + y^2 within a hair of m^2, at any scale
+      case 2: re = bits(), im = std::ldexp(re * ratio(), int(rng() % 60) - 30); break;
+      case 4: re = edge[rng() % 20]; break;
+      case 5: {  // x = m - (j + 1/2) ulp and y with x^2 + y^2 within a hair of m^2
         double f = double(8388608 + rng() % 8388608);
         if (rng() % 8 == 0) f = rng() & 1 ? 16777215.0 : 8388608.0;  // next to a power of two
         const double m = f + 0.5, x = f - double(rng() % 48), y = std::sqrt(m * m - x * x);
-        const int e = int(rng() % 97) - 75;
+        const int e = int(rng() % 60) - 53;
         re = float(std::ldexp(x, e)) * (rng() & 1 ? -1.0f : 1.0f), im = float(std::ldexp(y, e));
         break;
       }

@@ -99,7 +99,8 @@ void expect_roots(std::vector<cd> got, const std::vector<cd>& want, double tol) 
 }
 
 TEST(FilterConvert, EdgeCasesOfTheConversions) {
-  // Trailing zeros are exact roots at the origin; x^2 + 1 an exactly conjugate pair.
+  // (x-1)(x-2)(x-3); trailing zeros are exact roots at the origin; x^2 + 1 an exactly conjugate pair.
+  expect_roots(mf::roots({1, -6, 11, -6}), {1, 2, 3}, 1e-12);
   const std::vector<cd> r = mf::roots({2, -2, 0, 0}), j = mf::roots({1, 0, 1});
   expect_roots(r, {1, 0, 0}, 1e-15);
   EXPECT_EQ(std::count(r.begin(), r.end(), cd(0, 0)), 2); EXPECT_EQ(j[0], std::conj(j[1]));
