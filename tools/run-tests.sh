@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the whole test suite: a release build (with the
-# Python oracle tests, the export check and the install check), the whole
+# Python oracle tests, the export check, the examples and the install check),
+# the HTML reference (which must build without a warning), the whole
 # suite again under AddressSanitizer + UndefinedBehaviorSanitizer, and the
 # concurrency tests under ThreadSanitizer.
 set -euo pipefail
@@ -20,6 +21,8 @@ configure_and_test() {  # name, ctest args..., -- cmake args...
 }
 
 configure_and_test release -- -DCMAKE_BUILD_TYPE=Release
+echo "== docs (the HTML reference; any doxygen warning fails)"
+cmake --build "$root/build/release" --target docs
 configure_and_test asan -- -DCMAKE_BUILD_TYPE=RelWithDebInfo "-DMORVEX_SANITIZE=address,undefined" \
   -DMORVEX_BUILD_BENCH=OFF -DMORVEX_BUILD_EXAMPLES=OFF
 configure_and_test tsan -R 'Concurrency|Pool|Split' -- -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMORVEX_SANITIZE=thread \
