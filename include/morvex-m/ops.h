@@ -45,23 +45,24 @@ extern "C" {
  * `out[i] = f(in[i])` with `f` the C math library function of the same name
  * and precision (`acosf` for `_f32`, `acos` for `_f64`): results, special
  * values (zeros, infinities, NaN) and `errno` reports are the C library's,
- * bit for bit. `out` may equal `in`.
+ * bit for bit. `out` may equal `in` (for `magnitude` too).
  *
  * | operation | arguments | result |
  * |---|---|---|
- * | `acos acosh asin asinh atan atanh cbrt cos cosh exp exp2 sin sinh sqrt tan tanh` | in, out, count | `out[i] = f(in[i])` |
+ * | `acos acosh asin asinh atan atanh cbrt` | in, out, count | `out[i] = f(in[i])` |
+ * | `cos cosh exp exp2 sin sinh sqrt tan tanh` | in, out, count | `out[i] = f(in[i])` |
  * | `atan2` | y, x, out, count | `out[i] = atan2(y[i], x[i])` |
  * | `hypot` | a, b, out, count | `out[i] = hypot(a[i], b[i])` |
  * | `sincos` | in, sin_out, cos_out, count | both at once; pass three distinct arrays |
  * | `log log2 log10` | in, out, count, scale | `out[i] = log(in[i]) * scale` |
- * | `logn` | in, out, count, base, scale | `out[i] = log(in[i]) * f`, `f = scale / log(base)` formed once in the element type |
+ * | `logn` | in, out, count, base, scale | `out[i] = log(in[i]) * f`, `f = scale / log(base)` |
  * | `abs` | in, out, count | the sign bit cleared (-0 gives +0, -inf +inf, a NaN keeps its payload) |
  * | `atan2_c32f32 _c64f64` | in, out, count | `cargf` / `carg` of each complex element |
- * | `magnitude_c32f32 _c64f64` | in, out, count | `cabsf` / `cabs` of each complex element; `out` may equal `in` |
+ * | `magnitude_c32f32 _c64f64` | in, out, count | `cabsf` / `cabs` of each complex element |
  * | `erf_f32 _f64` | x | `erff(x)` / `erf(x)`: scalar functions |
  *
- * `log10` with scale 20 gives the dB of an amplitude, with scale 10 those of
- * a power.
+ * `logn` forms `f` once, in the element type. `log10` with scale 20 gives
+ * the dB of an amplitude, with scale 10 those of a power.
  *
  * **Statuses.** The array forms return 0.
  *
@@ -326,8 +327,8 @@ MORVEX_M_API int32_t morvex_m_set_f64(double* out, uint64_t count, double value)
  * | `andc` | in, out, count, mask | `out[i] = in[i] & mask`; returns nothing |
  * | `shl` | in, out, count, shift | `out[i] = in[i] << shift`, truncated to the element |
  * | `shr` | in, out, count, shift | `out[i] = in[i] >> shift` (logical) |
- * | `shr_clip` | in, out, count, shift, low, high | `v = in[i] >> shift`; `out[i] = high` if `v > high`, else `low` if `v < low`, else `v` |
- * | `bit_mask_test_u16` | data, count, mask, value, position | the first `i >= *position` with `(data[i] & mask) == value` |
+ * | `shr_clip` | in, out, count, shift, low, high | `v = in[i] >> shift` clipped: see below |
+ * | `bit_mask_test_u16` | data, count, mask, value, position | see below |
  *
  * `bit_mask_set_u16(in, out, count, mask, bits)` clears the bits of `mask`
  * and sets those of `bits`: `out[i] = (in[i] & ~mask) | bits` (bits outside
@@ -337,12 +338,14 @@ MORVEX_M_API int32_t morvex_m_set_f64(double* out, uint64_t count, double value)
  * or more gives 0. Defined shift counts: below 32 (u8, u16, u32), below 64
  * (u64).
  *
- * `shr_clip` tests against `high` first (unlike clip), so with `low > high`
+ * `shr_clip`: `out[i] = high` if `v > high`, else `low` if `v < low`, else
+ * `v`. It tests against `high` first (unlike clip), so with `low > high`
  * everything not above `high` becomes `low`. It goes through a kernel slot
  * (plain, SSE4.2, AVX2+FMA3, all with the same results) and needs
  * morvex_m_init().
  *
- * `bit_mask_test_u16` searches from `*position` and stores the index found in
+ * `bit_mask_test_u16` searches from `*position` for the first i with
+ * `(data[i] & mask) == value` and stores the index found in
  * `*position`, or `count` when there is none (also when `*position` is
  * already at or past `count`). Resume after a hit with `*position + 1`.
  *

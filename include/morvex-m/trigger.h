@@ -31,7 +31,7 @@ extern "C" {
  * |---|---|
  * | data, count | the current block |
  * | levels... | per family |
- * | position | in/out: on entry the index to start from; on return the trigger sample, or `count` when the block ran out |
+ * | position | in/out: the index to start from; on return the trigger sample, or `count` |
  * | state | `void**` handle of the trigger's state block |
  *
  * - **State.** Pass the address of a `void*` that is NULL before the first
