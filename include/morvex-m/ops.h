@@ -27,7 +27,8 @@ extern "C" {
  *
  * **Start-up.** The exports that go through a kernel slot (`abs`, the
  * conversions, `shr_clip`) need morvex_m_init() first: their processor kernel
- * is chosen at start-up and on every option change. The others choose their
+ * is chosen at start-up and on every option change (called before it, they
+ * run their plain kernel). The others choose their
  * kernel from the options at each call (before init they take the plain loop)
  * or have only one; they work without init.
  *
