@@ -2,7 +2,9 @@
 // a cache-sized block and a 1M-sample record.
 //  - split: the exports spread over the task pool (threads:0, the system's
 //    count) and on one thread (threads:1, the same split pinned to a single
-//    chunk). Wall-clock time: the work runs on several threads.
+//    chunk), the windows computing their weights at every call (kept:0) and
+//    reusing the weights kept from the previous call (kept:1). Wall-clock
+//    time: the work runs on several threads.
 //  - gen/<export>/<kernel>: one thread, under each cosine kernel, beside
 //    gen/<export>/cos-loop, the same formula written as a plain loop over the
 //    C library's cos: the per-thread ratio of each vector kernel.
@@ -14,6 +16,7 @@
 #include "bench_util.h"
 #include "frame/split.h"
 #include "generate/cos_exact.h"
+#include "generate/weight_cache.h"
 #include "morvex-core.h"
 
 namespace morvex::bench {
@@ -26,6 +29,13 @@ class PinThreads {
  public:
   explicit PinThreads(unsigned threads) { frame::set_split_thread_count(threads); }
   ~PinThreads() { frame::set_split_thread_count(0); }
+};
+
+// Whether windows keep their weights from call to call, for one benchmark.
+class KeepWeights {
+ public:
+  explicit KeepWeights(bool on) { generate::set_weight_cache_enabled(on); }
+  ~KeepWeights() { generate::set_weight_cache_enabled(true); }
 };
 
 // The cosine waveform of every benchmark: period 1000, amplitude 1, clamped
@@ -60,6 +70,7 @@ template <class T, int32_t (*Window)(const T*, T*, uint64_t, int32_t)>
 void BM_window(benchmark::State& state) {
   const size_t n = size_t(state.range(0));
   PinThreads pin(unsigned(state.range(1)));
+  KeepWeights keep(state.range(2) != 0);
   Array<T> in(n), out(n);
   fill_input(in);
   for (auto _ : state) {
@@ -72,13 +83,16 @@ void BM_window(benchmark::State& state) {
 void split_args(benchmark::internal::Benchmark* b) {
   b->ArgNames({"n", "threads"})->ArgsProduct({{kBlock, kMega}, {0, 1}})->UseRealTime();
 }
+void window_args(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"n", "threads", "kept"})->ArgsProduct({{kBlock, kMega}, {0, 1}, {0, 1}})->UseRealTime();
+}
 
 BENCHMARK(BM_waveform_cosine<float>)->Apply(split_args);
 BENCHMARK(BM_waveform_cosine<double>)->Apply(split_args);
-BENCHMARK(BM_window<double, morvex_m_window_hanning_f64>)->Apply(split_args);
-BENCHMARK(BM_window<float, morvex_m_window_hanning_f32>)->Apply(split_args);
-BENCHMARK(BM_window<double, morvex_m_window_blackmanharris_f64>)->Apply(split_args);
-BENCHMARK(BM_window<float, morvex_m_window_blackmanharris_f32>)->Apply(split_args);
+BENCHMARK(BM_window<double, morvex_m_window_hanning_f64>)->Apply(window_args);
+BENCHMARK(BM_window<float, morvex_m_window_hanning_f32>)->Apply(window_args);
+BENCHMARK(BM_window<double, morvex_m_window_blackmanharris_f64>)->Apply(window_args);
+BENCHMARK(BM_window<float, morvex_m_window_blackmanharris_f32>)->Apply(window_args);
 
 // ---------------------------------------------------------------- per thread, per kernel
 
@@ -156,6 +170,7 @@ void per_thread(benchmark::State& state, GenFn<T> f, int k) {
   }
   const size_t n = size_t(state.range(0));
   PinThreads pin(1);
+  KeepWeights compute(false);
   if (k >= 0) set_config(kKernels[k].config);
   Array<T> in(n), out(n);
   fill_input(in);
