@@ -9,6 +9,8 @@
 //    gen/<export>/cos-loop, the same formula written as a plain loop over the
 //    C library's cos: the per-thread ratio of each vector kernel.
 //  - the bare cosine kernels on the Hanning arguments beside the bare loop.
+//  - liquid/<window>_f32: liquid-dsp's window functions (float, one call
+//    per sample) weighting a block on one thread.
 // The numpy/scipy peers are in bench/py/generate.py.
 #include <cmath>
 #include <string>
@@ -18,6 +20,11 @@
 #include "generate/cos_exact.h"
 #include "generate/weight_cache.h"
 #include "morvex-core.h"
+
+#ifdef MORVEX_BENCH_HAVE_LIQUID
+#include <complex.h>  // liquid.h declares C99 complex types
+#include <liquid/liquid.h>
+#endif
 
 namespace morvex::bench {
 namespace {
@@ -206,6 +213,24 @@ const bool registered = [] {
   register_per_thread<float>("cosine_f32", cosine_export<float>, cosine_loop_gen<float>);
   return true;
 }();
+
+#ifdef MORVEX_BENCH_HAVE_LIQUID
+// liquid-dsp weighting a block as its users do: the window function of each
+// index, times the sample.
+template <float (*W)(unsigned, unsigned)>
+void BM_liquid_window(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<float> in(n), out(n);
+  fill_input(in);
+  for (auto _ : state) {
+    for (size_t i = 0; i < n; ++i) out[i] = in[i] * W(unsigned(i), unsigned(n));
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
+}
+BENCHMARK(BM_liquid_window<liquid_hann>)->Name("liquid/hanning_f32")->Arg(kBlock)->Arg(kMega);
+BENCHMARK(BM_liquid_window<liquid_blackmanharris>)->Name("liquid/blackmanharris_f32")->Arg(kBlock)->Arg(kMega);
+#endif
 
 // ---------------------------------------------------------------- the bare kernels
 
