@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the library's main job: what the library sees on
-# this machine, then the example acquisition pipeline over its built-in signal.
+# this machine, then morvex-pipeline over its built-in signal. The report
+# names the files it wrote (CSV tables, SVG and PNG plots) under
+# build/morvex-report. Extra arguments go to morvex-pipeline, for example a
+# capture of your own: tools/run-example.sh capture.wav
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/tools/setup-debian.sh"
@@ -8,4 +11,4 @@ cmake -S "$root" -B "$root/build/release" -G Ninja -DCMAKE_BUILD_TYPE=Release -D
 cmake --build "$root/build/release" --target morvex-m-info morvex-pipeline
 "$root/build/release/morvex-m-info"
 echo
-"$root/build/release/examples/morvex-pipeline" "$@"
+"$root/build/release/apps/pipeline/morvex-pipeline" --out "$root/build/morvex-report" "$@"
