@@ -12,8 +12,10 @@
 // a lookup costs) keeps the multipliers w(i) * s it computed in the calling
 // thread's store (weight_cache.h); a later call with the same window, length,
 // normalisation, parameter and element type multiplies by them: the same
-// doubles, so the same bits. Up to 64K elements the multiply runs on the
-// calling thread, since a hand-off to the pool would cost more than it.
+// doubles, so the same bits. The multiply runs on the calling thread: it
+// moves data at the cache's or memory's speed, which a second core adds
+// little to, and a hand-off to the pool costs more than a cached block's
+// multiply and, on a loaded machine, can wait far longer for a worker.
 #include "generate/window.h"
 
 #include <emmintrin.h>
@@ -82,33 +84,6 @@ enum WindowId : uint32_t {
 // not null, also writes every multiplier there. A one-element window is
 // not kept (its weight may be a NaN, whose bits the flat-top's float
 // product would not keep).
-// Kept multipliers applied to a long window: past a few hundred KiB the
-// multiply streams from the outer caches, and two or more cores move the
-// data faster than one; below that the hand-off to the pool would cost more
-// than the multiply. Chunks are only handed out when out is in or shares
-// nothing with it: another overlap needs the plain element order.
-constexpr uint64_t kSplitKept = uint64_t(1) << 16;
-
-template <class T>
-struct KeptJob {
-  const double* ws;
-  const T* in;
-  T* out;
-};
-
-template <class T>
-void kept_block(uint64_t first, uint64_t, uint64_t count, const KeptJob<T>& j) {
-  weigh_kept(j.ws + first, j.in + first, j.out + first, count);
-}
-
-template <class T>
-void apply_kept(const double* ws, const T* in, T* out, uint64_t n) {
-  if (n >= kSplitKept && (out == in || ops::disjoint(out, in, n)))
-    frame::split_blocks<KeptJob<T>, kept_block<T>>(0, n, 1, KeptJob<T>{ws, in, out});
-  else
-    weigh_kept(ws, in, out, n);
-}
-
 template <class T, class Compute>
 int32_t through_store(WindowId window, bool normalize, uint64_t shape, const T* in, T* out, uint64_t n,
                       Compute&& compute) {
@@ -119,7 +94,7 @@ int32_t through_store(WindowId window, bool normalize, uint64_t shape, const T* 
   const WeightKey key{window, uint16_t(sizeof(T)), uint16_t(normalize), n, shape};
   const WeightLookup w = find_weights(key);
   if (w.ready) {
-    apply_kept(w.ready, in, out, n);
+    weigh_kept(w.ready, in, out, n);
     return 0;
   }
   compute(w.fill);
