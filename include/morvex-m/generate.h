@@ -9,10 +9,9 @@
  * index range over the library's task pool (one contiguous chunk per hardware
  * thread, the last one computed by the calling thread) and return when every
  * element is written; a window that reuses its kept weights (see windows)
- * multiplies on the calling thread up to 65536 elements. Each element is
- * computed from its own index, so the result does not depend on the number
- * of threads. The other windows and the
- * noise generators run on the calling thread. Any number of threads may call
+ * only multiplies, on the calling thread. Each element is computed from its
+ * own index, so the result does not depend on the number of threads. The
+ * other windows and the noise generators run on the calling thread. Any number of threads may call
  * these exports at once on different arrays. The pool needs morvex_m_init;
  * without it the work simply runs on the calling thread.
  *
@@ -143,11 +142,11 @@ MORVEX_M_WAVEFORM_DECLARE(double, f64)
  * thread with the same window, count, normalize, alpha and element type,
  * under the same processor options, multiplies by them instead of computing
  * them again: the same doubles, so bit for bit the same result. The
- * multiply runs on the calling thread up to 65536 elements and over the
- * task pool beyond. Memory: each thread keeps at most 4 windows and 2^20
- * multipliers (8 MiB) in all, dropping the least recently used; a longer
- * window is computed at every call. A thread's windows are freed when the
- * thread ends. If the memory cannot be had, the window is simply computed.
+ * multiply runs on the calling thread. Memory: each thread keeps at most 4
+ * windows and 2^20 multipliers (8 MiB) in all, dropping the least recently
+ * used; a longer window is computed at every call. A thread's windows are
+ * freed when the thread ends. If the memory cannot be had, the window is
+ * simply computed.
  *
  * Example: Hanning-weight a block in place with unit coherent gain:
  *   morvex_m_window_hanning_f32(block, block, n, 1);
