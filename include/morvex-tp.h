@@ -62,7 +62,10 @@ MORVEX_TP_API morvex_tp_context* morvex_tp_context_create(uint16_t workers);
 MORVEX_TP_API void morvex_tp_context_destroy(morvex_tp_context* context);
 
 /* Queue fn(arg) on the pool (NULL: the default pool). Returns the task
- * handle, or NULL when no memory was available (then fn has not run). */
+ * handle, or NULL when no memory was available for the task: fn(arg) has
+ * then already run on the calling thread, before this returned. Either way
+ * fn runs exactly once, and a NULL handle may be passed to morvex_tp_wait
+ * and morvex_tp_task_delete like any other. */
 MORVEX_TP_API morvex_tp_task* morvex_tp_context_new_task(morvex_tp_context* context, morvex_tp_fn fn,
                                                          void* arg);
 

@@ -11,7 +11,8 @@
  *
  * The exports that go through a kernel slot (abs, the conversions,
  * shr_clip) need morvex_m_init first: their processor kernel is chosen at
- * start-up and on every option change. deinterleave2..4 read the option
+ * start-up and on every option change (called before it, they run their
+ * plain kernel). deinterleave2..4 read the option
  * and magnitude_c32f32 read the option flags at each call (before init they
  * take the plain loop). Everything else works without init.
  *

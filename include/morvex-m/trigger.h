@@ -33,6 +33,19 @@
  *    and no trigger reports the same sample twice that way, except window
  *    inside and outside, which report the sample they stand on when it
  *    meets their condition (advance past a hit before calling again).
+ *  - Progress. Levels are not checked against each other, and whatever
+ *    they are (equal, inverted, in any order) every call ends and the
+ *    next-hit promise above holds: within a call no machine goes round on
+ *    one sample, and between a hit and the next one a trigger moves on by at
+ *    least one sample. Three steps start one sample after the step before
+ *    them so that this holds: the pulse end of the pulse-width triggers (a
+ *    pulse is at least one sample wide), steps 1 and 2 of edge_any after the
+ *    sample that left the arming band, and every step of window_exit after
+ *    state 0 (no sample both arms and fires). With levels in their usual
+ *    order (upper above lower, arm_level_low at or below arm_level_high,
+ *    the arming band of window_exit inside its trigger band) that sample
+ *    could not meet the step anyway, so results are those of the machines
+ *    as written below.
  *  - A position at or past count returns 0 at once and changes nothing,
  *    except that a NULL handle still gets its state block.
  *
