@@ -23,8 +23,10 @@ extern "C" {
  * blackman, blackmanharris, nuttall, blackmannuttall, flattop) spread their
  * index range over the task pool of libmorvex-tp (one contiguous chunk per
  * hardware thread, the last one computed by the calling thread) and return
- * when every element is written. Each element is computed from its own index,
- * so the result does not depend on the number of threads. The other windows
+ * when every element is written; a window that reuses its kept weights (see
+ * @ref windows) only multiplies, on the calling thread. Each element is
+ * computed from its own index, so the result does not depend on the number
+ * of threads. The other windows
  * and the noise generators run on the calling thread. Any number of threads
  * may call these exports at once on different arrays. The pool needs
  * morvex_m_init(); without it the work simply runs on the calling thread.
@@ -181,6 +183,16 @@ MORVEX_M_API int32_t morvex_m_waveform_square_f64(double* data, uint64_t count, 
  * **Threading.** The seven cosine-sum windows split over the task pool; the
  * flat-top computes each mirrored pair of weights once. bartlett, welch,
  * parzen and gaussian run on the calling thread.
+ *
+ * **Kept weights.** Every window but bartlett and welch keeps the multipliers
+ * w(i) * s it computed, per calling thread. A later call from the same
+ * thread with the same window, count, normalize, alpha and element type,
+ * under the same processor options, multiplies by them instead of computing
+ * them again: the same doubles, so bit for bit the same result. The multiply
+ * runs on the calling thread. Memory: each thread keeps at most 4 windows and
+ * 2^20 multipliers (8 MiB) in all, dropping the least recently used; a longer
+ * window is computed at every call. A thread's windows are freed when the
+ * thread ends. If the memory cannot be had, the window is simply computed.
  *
  * **Example**: Hanning-weight a block in place with unit coherent gain:
  * @code{.c}
