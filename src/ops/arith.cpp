@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/arith.h"
 #include "ops/arith.h"
 #include "ops/overlap.h"
@@ -154,26 +154,19 @@ extern "C" {
 MORVEX_ARITH_DEFINE(float, f32, ::fmodf)
 MORVEX_ARITH_DEFINE(double, f64, ::fmod)
 
-// The one arithmetic export with processor kernels, chosen at every call.
+// The one arithmetic export with processor kernels, chosen at every call
+// (frame/call_time.h: mulc_addc).
 int32_t morvex_m_mulc_addc_f32(const float* in, float* out, uint64_t n, float m, float c) {
-  using namespace morvex;
-  if (frame::use_avx2_fma3())
-    ops::mulc_addc_f32_avx2(in, out, n, m, c);
-  else if (frame::use_sse42())
-    ops::mulc_addc_f32_sse42(in, out, n, m, c);
-  else
-    ops::mulc_addc_f32_plain(in, out, n, m, c);
+  using namespace morvex::ops;
+  morvex::frame::call_time::mulc_addc::choose(mulc_addc_f32_avx2, mulc_addc_f32_sse42, mulc_addc_f32_plain)(
+      in, out, n, m, c);
   return 0;
 }
 
 int32_t morvex_m_mulc_addc_f64(const double* in, double* out, uint64_t n, double m, double c) {
-  using namespace morvex;
-  if (frame::use_avx2_fma3())
-    ops::mulc_addc_f64_avx2(in, out, n, m, c);
-  else if (frame::use_sse42())
-    ops::mulc_addc_f64_sse42(in, out, n, m, c);
-  else
-    ops::mulc_addc_f64_plain(in, out, n, m, c);
+  using namespace morvex::ops;
+  morvex::frame::call_time::mulc_addc::choose(mulc_addc_f64_avx2, mulc_addc_f64_sse42, mulc_addc_f64_plain)(
+      in, out, n, m, c);
   return 0;
 }
 
