@@ -2,6 +2,7 @@
 // The descriptor of the kernel choice, for morvex-m-info (see describe.h).
 #include "frame/describe.h"
 
+#include "frame/call_time.h"
 #include "frame/dispatch.h"
 #include "morvex-m/version.h"
 
@@ -13,9 +14,9 @@ uint32_t slots() { return kSlotCount; }
 const char* slot_name_at(uint32_t i) { return i < kSlotCount ? slot_name(Slot(i)) : nullptr; }
 const char* slot_kernel_at(uint32_t i) { return i < kSlotCount ? slot_variant(Slot(i)) : nullptr; }
 
-uint32_t families() { return 0; }
-const char* family_name_at(uint32_t) { return nullptr; }
-const char* family_kernel_at(uint32_t) { return nullptr; }
+uint32_t families() { return uint32_t(call_time_families().size()); }
+const char* family_name_at(uint32_t i) { return i < families() ? call_time_families()[i].name : nullptr; }
+const char* family_kernel_at(uint32_t i) { return i < families() ? call_time_families()[i].current() : nullptr; }
 
 constexpr bool same(const char* a, const char* b) { return *a == *b && (*a == 0 || same(a + 1, b + 1)); }
 
