@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the whole test suite: a release build (with the
-# Python oracle tests, the export check and the install check), the Python
+# Python oracle tests, the export check, the examples and the install check),
+# the HTML reference (which must build without a warning), the Python
 # package installed from that build into a fresh virtual environment, the whole
 # suite again under AddressSanitizer + UndefinedBehaviorSanitizer, and the
 # concurrency tests under ThreadSanitizer.
@@ -21,6 +22,8 @@ configure_and_test() {  # name, ctest args..., -- cmake args...
 }
 
 configure_and_test release -- -DCMAKE_BUILD_TYPE=Release
+echo "== docs (the HTML reference; any doxygen warning fails)"
+cmake --build "$root/build/release" --target docs
 
 # The Python package: a wheel made from the release build (no second compile),
 # installed into a fresh virtual environment and tested from outside the

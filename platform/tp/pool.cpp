@@ -286,7 +286,12 @@ void morvex_tp_context_destroy(morvex_tp_context* context) { delete context; }
 morvex_tp_task* morvex_tp_context_new_task(morvex_tp_context* context, morvex_tp_fn fn, void* arg) {
   Pool* pool = context ? &context->pool : g_default.load(std::memory_order_acquire);
   auto* t = new (std::nothrow) morvex_tp_task{fn, arg, pool};
-  if (!t) return nullptr;
+  if (!t) {
+    // No memory for a task: the work is done here and now, so that a caller
+    // who skips the NULL handle loses nothing.
+    fn(arg);
+    return nullptr;
+  }
   if (pool) {
     pool->submit(t);
   } else {

@@ -139,9 +139,7 @@ class Trigger:
         The state moves to that sample (or to the end of the block), so the
         next call continues from there: pass the hit as ``start`` to look for
         the following one (hit + 1 for window_inside and window_outside,
-        which report the sample they stand on, and for a pulse-width trigger
-        whose upper level is not above its lower one, which ends a zero-width
-        pulse on the sample it starts from), or the next block.
+        which report the sample they stand on), or the next block.
 
         Parameters
         ----------
@@ -183,9 +181,9 @@ class Trigger:
                 if pos.value >= n:
                     break
                 if hits and pos.value == hits[-1]:
-                    # Reported again from the very sample it was started on: a
-                    # pulse-width trigger whose upper level is not above its
-                    # lower one ends a zero-width pulse there on every call.
+                    # Reported again from the very sample it was started on.
+                    # The library moves on from a hit by itself whatever the
+                    # levels; this only keeps the walk finite should it not.
                     pos.value += 1
                     continue
                 hits.append(pos.value)

@@ -43,8 +43,8 @@ def test_edges_of_a_square_wave():
     x = m.Square(40, 10, 250, 0.25, dtype=np.uint8)(4000)
     t = m.Trigger("edge_rising", np.uint8, arm_level=100, level=140)
     assert np.array_equal(t.find_all(x), np.arange(40, 4000, 40))  # the first high run is not armed
-    signal.alarm(20)  # equal levels end a zero-width pulse on the sample a search restarts from
-    assert m.Trigger("pulse_width_positive", np.uint8, upper=5, lower=5).find_all([1, 5, 1, 5, 1]).tolist() == [1, 3]
+    signal.alarm(20)  # equal levels: a pulse ends at the earliest on the sample after its start
+    assert m.Trigger("pulse_width_positive", np.uint8, upper=5, lower=5).find_all([1, 5, 1, 5, 1]).tolist() == [2, 4]
     signal.alarm(0)
 
 

@@ -13,14 +13,44 @@
 
 #include <cstring>
 
+#include "frame/call_time.h"
 #include "frame/flags.h"
 #include "ops/kernels.h"
 
 namespace morvex::frame {
 
-std::atomic<AnyKernel> g_slots[kSlotCount];
+// clang-format off
+constinit Slots g_slots = {
+#define MORVEX_SLOT_PLAIN(name) {&ops::name##_plain},
+    MORVEX_SLOTS(MORVEX_SLOT_PLAIN)
+#undef MORVEX_SLOT_PLAIN
+};
+// clang-format on
 
 namespace {
+
+// Type-erased access to a slot by its number, for the setters and for
+// introspection.
+void store_slot(Slot s, AnyKernel k) {
+  switch (s) {
+#define MORVEX_SLOT_STORE(name) \
+  case Slot::name: g_slots.name.store(reinterpret_cast<name##_fn*>(k), std::memory_order_relaxed); return;
+    MORVEX_SLOTS(MORVEX_SLOT_STORE)
+#undef MORVEX_SLOT_STORE
+    case Slot::count: return;
+  }
+}
+
+AnyKernel load_slot(Slot s) {
+  switch (s) {
+#define MORVEX_SLOT_LOAD(name) \
+  case Slot::name: return reinterpret_cast<AnyKernel>(g_slots.name.load(std::memory_order_relaxed));
+    MORVEX_SLOTS(MORVEX_SLOT_LOAD)
+#undef MORVEX_SLOT_LOAD
+    case Slot::count: break;
+  }
+  return nullptr;
+}
 
 // Builds a row whose kernels are checked against the slot's signature.
 template <Slot S>
@@ -77,7 +107,7 @@ const Row kGroup3[] = {
 template <size_t N>
 void fill(const Row (&rows)[N]) {
   const Conditions c = current_conditions();
-  for (const Row& r : rows) g_slots[unsigned(r.slot)].store(pick(r, c), std::memory_order_relaxed);
+  for (const Row& r : rows) store_slot(r.slot, pick(r, c));
 }
 
 const Row* find_row(Slot s) {
@@ -129,14 +159,23 @@ const char* slot_name(Slot s) {
 const char* slot_variant(Slot s) {
   const Row* r = find_row(s);
   if (!r) return "?";
-  const AnyKernel k = g_slots[unsigned(s)].load(std::memory_order_relaxed);
-  if (!k) return "unset";
+  const AnyKernel k = load_slot(s);
   if (k == r->avx512) return "avx512f+cd";
   if (k == r->avx2_fma3) return "avx2+fma3";
   if (k == r->avx) return "avx";
   if (k == r->sse42) return "sse4.2";
   if (k == r->plain) return "plain";
   return "?";
+}
+
+// The call-time families (call_time.h), in the table's order.
+std::span<const CallTimeFamily> call_time_families() {
+  static constexpr CallTimeFamily kFamilies[] = {
+#define MORVEX_CALL_TIME_ROW(id, exports, ...) {exports, call_time::id::current},
+      MORVEX_CALL_TIME_FAMILIES(MORVEX_CALL_TIME_ROW)
+#undef MORVEX_CALL_TIME_ROW
+  };
+  return kFamilies;
 }
 
 }  // namespace morvex::frame

@@ -1,6 +1,8 @@
 // Kernel slots: process-wide function pointers, one per forwarding export,
 // filled by three setters at start-up and after every accepted option change.
-// The table of variants and the conditions that pick them are in dispatch.cpp.
+// The table of variants and the conditions that pick them are in dispatch.cpp;
+// the exports that choose their kernel at every call instead have their table
+// in call_time.h.
 #pragma once
 
 #include <atomic>
@@ -53,15 +55,28 @@ template <Slot S> struct SlotSignature;
 MORVEX_SLOTS(MORVEX_SLOT_SIG)
 #undef MORVEX_SLOT_SIG
 
-// Slots hold type-erased pointers; slot<S>() gives the typed kernel back.
-using AnyKernel = void (*)();
-extern std::atomic<AnyKernel> g_slots[kSlotCount];
+// The slots themselves, one typed pointer each. They are constant-initialised
+// with the plain kernels, so they hold a working kernel from the moment the
+// library is loaded: no constructor has to run first, and an export called
+// before morvex_m_init computes the plain result instead of jumping to 0.
+struct Slots {
+#define MORVEX_SLOT_MEMBER(name) std::atomic<name##_fn*> name;
+  MORVEX_SLOTS(MORVEX_SLOT_MEMBER)
+#undef MORVEX_SLOT_MEMBER
+};
+extern constinit Slots g_slots;
 
+// slot<S>() is the kernel a forwarding export calls.
 template <Slot S>
-inline typename SlotSignature<S>::type* slot() {
-  return reinterpret_cast<typename SlotSignature<S>::type*>(
-      g_slots[unsigned(S)].load(std::memory_order_relaxed));
-}
+inline typename SlotSignature<S>::type* slot();
+#define MORVEX_SLOT_GET(name) \
+  template <> inline name##_fn* slot<Slot::name>() { return g_slots.name.load(std::memory_order_relaxed); }
+MORVEX_SLOTS(MORVEX_SLOT_GET)
+#undef MORVEX_SLOT_GET
+
+// The table below works on type-erased pointers; each row is built from
+// kernels checked against the slot's signature (see dispatch.cpp).
+using AnyKernel = void (*)();
 
 // One row of the dispatch table: a slot's plain kernel and its variants (null
 // where the slot has none), in the order in which their conditions are tested.
@@ -93,7 +108,7 @@ uint64_t choose_count();
 
 // Introspection for tests and morvex-m-info: a slot's export-style name
 // ("convert_u8f32") and the variant it holds now ("plain", "sse4.2", "avx",
-// "avx2+fma3", "avx512f+cd"; "unset" before the first start-up).
+// "avx2+fma3", "avx512f+cd"; "plain" before the first start-up).
 const char* slot_name(Slot s);
 const char* slot_variant(Slot s);
 

@@ -73,8 +73,12 @@ void element_block(uint64_t first, uint64_t step, uint64_t count, const P& param
 // them). The chunks are those split_range makes; a kernel that works on a run
 // of elements at once (several per vector, say) takes this form. Block must
 // store its elements and touch nothing shared but its own outputs.
-// Allocation failure or a throwing pool ends the process: nothing here may
-// leave a half-written output behind.
+//
+// Nothing here fails: when the bookkeeping arrays cannot be allocated the
+// calling thread computes the whole range in one block, and a chunk the pool
+// cannot take as a task is run by the pool on this thread before it returns
+// (see morvex-tp.h). Either way every element is computed exactly once and the
+// output is the same.
 template <class P, void (*Block)(uint64_t, uint64_t, uint64_t, const P&)>
 void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
   if (end <= begin) return;
@@ -86,8 +90,17 @@ void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) 
   const uint64_t n = step == 1 ? length : (length - 1) / step + 1;
   ChunkLayout layout = chunk_layout(n, split_thread_count());
 
+  // Both arrays are reserved before any task exists, so that running out of
+  // memory can only happen while nothing has been handed to the pool yet.
   std::vector<SplitTask> tasks;
-  tasks.reserve(layout.chunks - 1);
+  std::vector<morvex_tp_task*> handles;
+  try {
+    tasks.reserve(layout.chunks - 1);
+    handles.reserve(layout.chunks - 1);
+  } catch (...) {
+    Block(begin, step, n, params);
+    return;
+  }
   uint64_t b = 0;
   for (uint64_t c = 0; c + 1 < layout.chunks; ++c) {
     uint64_t len = layout.q;
@@ -102,8 +115,6 @@ void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) 
   detail::run_chunk<P, Block>(SplitTask{&begin, b, n, step, &params, nullptr});
 
   if (!tasks.empty()) {
-    std::vector<morvex_tp_task*> handles;
-    handles.reserve(tasks.size());
     for (const SplitTask& t : tasks) handles.push_back(t.handle);
     morvex_tp_wait(handles.data(), handles.size());
   }

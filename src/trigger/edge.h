@@ -62,6 +62,12 @@ Outcome edge_falling_machine(Scan<T>& s, T arm, T level, uint32_t& state) {
 // high] (strictly); at or above high it is armed to fall (1), else to rise
 // (2). 1 waits for x <= high (3), 2 for x >= low (4); 3 fires on x <= level,
 // 4 on x >= level.
+//
+// Steps 1 and 2 start one sample after the one that left the band. With low
+// at or below high that sample cannot meet them (it lies beyond the bound it
+// would have to return to), so nothing changes; with low above high a sample
+// at high and below low would otherwise leave, return and fire all at once,
+// and a caller asking for the next hit from there would get it back for ever.
 template <class T>
 Outcome edge_any_machine(Scan<T>& s, T arm_high, T arm_low, T level, uint32_t& state) {
   for (;;) {
@@ -69,6 +75,7 @@ Outcome edge_any_machine(Scan<T>& s, T arm_high, T arm_low, T level, uint32_t& s
       case 0:
         if (!s.out(arm_high, arm_low)) return Outcome::kStopped;
         state = s.sample() >= arm_high ? 1 : 2;
+        s.step_past();
         break;
       case 1:
         if (!s.lte(arm_high)) return Outcome::kStopped;

@@ -83,8 +83,9 @@ enum class Outcome {
 };
 
 // A forward scan through one block. Each step searches from the current
-// sample (inclusive: the step that follows a hit starts on that same sample)
-// and reports whether it found one before the end of the block.
+// sample (inclusive: the step that follows a hit starts on that same sample,
+// unless the machine steps past it) and reports whether it found one before
+// the end of the block.
 template <class T>
 class Scan {
  public:
@@ -103,6 +104,12 @@ class Scan {
     status_ = MORVEX_M_FAILED;
     return Outcome::kStopped;
   }
+
+  // Moves past the sample just found, so that the next step cannot be met
+  // by that same sample. Only the progress rules of the machines use it (see
+  // edge_any_machine, the pulse width and window exit): with levels in their
+  // usual order the next step would fail on that sample anyway.
+  void step_past() { ++i_; }
 
   T sample() const { return x_[i_]; }
   uint64_t index() const { return i_; }

@@ -46,6 +46,12 @@ Outcome interval_machine(Scan<T>& s, T upper, T lower, const TimeCondition& when
 // pulse start at or above upper; 2 for the pulse end at or below lower, which
 // is timed from the start and leaves the machine waiting for the next pulse
 // (1). Negative is the mirror. The trigger sample is the end of the pulse.
+//
+// The end is searched from the sample after the start, so a pulse is at
+// least one sample wide. With lower below upper the start sample cannot end
+// the pulse anyway; with equal or inverted levels it could, and a pulse that
+// fails the time condition would then start and end on that one sample for
+// ever, while one that passes would be reported again at every next-hit call.
 template <bool kPositive, class T>
 Outcome pulse_width_machine(Scan<T>& s, T upper, T lower, const TimeCondition& when, TimedRecord& r) {
   // Toward the resting side of the pulse, and toward its peak.
@@ -61,6 +67,7 @@ Outcome pulse_width_machine(Scan<T>& s, T upper, T lower, const TimeCondition& w
         if (!peak()) return Outcome::kStopped;
         r.state = 2;
         r.index = int64_t(s.index());
+        s.step_past();
         break;
       case 2:
         if (!rest()) return Outcome::kStopped;

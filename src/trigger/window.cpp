@@ -85,6 +85,12 @@ Outcome enter_machine(Scan<T>& s, T high_arm, T high, T low_arm, T low, uint32_t
 // into the arming band (1 from above, 2 from below); 3 fires on the first
 // sample outside [low, high]. So a signal that starts between the two bands
 // must leave and come back before its exit counts.
+//
+// Whatever state 0 ends on, the next step starts one sample later, so no
+// sample both arms and fires. With the arming band inside the trigger band
+// that sample could not meet the next step anyway; with an arming band that
+// reaches past the trigger band it would fire at once, and again at every
+// call that asks for the next hit from there.
 template <class T>
 Outcome exit_machine(Scan<T>& s, T high_arm, T high, T low_arm, T low, uint32_t& state) {
   for (;;) {
@@ -93,16 +99,17 @@ Outcome exit_machine(Scan<T>& s, T high_arm, T high, T low_arm, T low, uint32_t&
         const T now = s.sample();
         if (low_arm <= now && now <= high_arm) {
           state = 3;
-          break;
+        } else {
+          if (!s.out(high, low)) return Outcome::kStopped;
+          const T x = s.sample();
+          if (x > high)
+            state = 1;
+          else if (x < low)
+            state = 2;
+          else
+            return s.fail();
         }
-        if (!s.out(high, low)) return Outcome::kStopped;
-        const T x = s.sample();
-        if (x > high)
-          state = 1;
-        else if (x < low)
-          state = 2;
-        else
-          return s.fail();
+        s.step_past();
         break;
       }
       case 1:

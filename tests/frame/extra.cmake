@@ -1,0 +1,2 @@
+# The fault tests make allocations fail on purpose (common/alloc_fail.h).
+target_link_libraries(test_frame PRIVATE morvex-test-alloc-fail)
