@@ -137,7 +137,7 @@ void expect_reuse(Backend b) {
   // backend takes any address.
   const uint64_t n = 1000, bins = 501; Buffer<T> a(n), other(n), in_off(n, 1), y(n), y2(n), y_fresh(n), y_off(n + 1);
   Buffer<std::complex<T>> A(bins), B(bins), fresh(bins), shifted(bins + 1);
-  const std::vector<T> sig = random_signal<T>(n, 6), spec = random_signal<T>(2 * bins, 2);
+  const std::vector<T> sig = random_signal<T>(n, 6), spectrum = random_signal<T>(2 * bins, 2);
   std::copy(sig.begin(), sig.end(), other.begin()); std::copy(sig.begin(), sig.end(), in_off.begin());
   morvex_m_dft_plan *plan = nullptr, *second = nullptr;
   ASSERT_EQ(Api<T>::create(a.data(), n, c(A.data()), bins, &plan) | Api<T>::execute(plan, a.data(), n, c(A.data()), bins) |
@@ -157,7 +157,7 @@ void expect_reuse(Backend b) {
   }
   morvex_m_dft_plan_destroy(plan), morvex_m_dft_plan_destroy(second);
   // The same for an inverse plan (whose FFTW input is overwritten: refilled).
-  auto refill = [&] { std::copy(spec.begin(), spec.end(), reinterpret_cast<T*>(B.data())); };
+  auto refill = [&] { std::copy(spectrum.begin(), spectrum.end(), reinterpret_cast<T*>(B.data())); };
   ASSERT_EQ(Api<T>::icreate(c(A.data()), bins, y.data(), n, &plan), 0);
   ASSERT_EQ(Api<T>::iexecute(plan, c(A.data()), bins, y.data(), n), 0);
   refill();
