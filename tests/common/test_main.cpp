@@ -5,9 +5,6 @@
 #include "morvex-m.h"
 
 int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
-  morvex_m_init();
-  const int rc = RUN_ALL_TESTS();
-  morvex_m_fini();
+  testing::InitGoogleTest(&argc, argv); morvex_m_init(); const int rc = RUN_ALL_TESTS(); morvex_m_fini();
   return rc;
 }

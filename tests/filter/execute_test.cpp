@@ -1,279 +1,160 @@
-// Execution: every kernel and option setting against the straightforward
-// cascade, bit for bit; blocks, in place, the steady start and resets.
+// Filter execution through the states: random blocks give what one call
+// gives, in every kernel configuration and from rest or steady state; the
+// steady start's DC level, resets, order 0, the element type fixed by the
+// first call; many create/destroy cycles (the leak checker watches) and
+// concurrent queries on one state. (The section cascade's kernels are rows of
+// the kernel table; the samples are checked against scipy by the Python oracles.)
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <atomic>
 #include <cstring>
-#include <limits>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
-#include "filter/cascade.h"
+#include "common/variant_harness.h"
 #include "filter/state.h"
-#include "frame/flags.h"
-#include "morvex-m.h"
+#include "frame/split.h"
+
+MORVEX_KERNEL_ROW_TESTS(filter);
 
 namespace {
 
-using morvex::test::Buffer;
-namespace mf = morvex::filter;
-
-// The cascade as it is written down: per sample, per section, in order.
-template <class T>
-void reference(const T* in, T* out, size_t n, const std::vector<T>& c, std::vector<T>& d) {
-  const size_t sections = c.size() / 6;
-  for (size_t k = 0; k < n; ++k) {
-    T v = in[k];
-    for (size_t i = 0; i < sections; ++i) {
-      const T x = v;
-      const T y = c[6 * i] * x + d[2 * i];
-      d[2 * i] = (c[6 * i + 1] * x + d[2 * i + 1]) - c[6 * i + 4] * y;
-      d[2 * i + 1] = c[6 * i + 2] * x - c[6 * i + 5] * y;
-      v = y;
-    }
-    out[k] = v;
-  }
-}
-
-// Random stable sections: complex or real pole pairs inside the unit circle,
-// zeros anywhere, a0 = 1.
-template <class T>
-std::vector<T> random_sections(size_t n, uint32_t seed) {
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<double> u(0.0, 1.0);
-  std::vector<T> c;
-  for (size_t i = 0; i < n; ++i) {
-    double a1, a2;
-    if (i % 3 == 2) {
-      const double p = 2 * u(rng) - 1, q = 1.9 * u(rng) - 0.95;
-      a1 = -(p + q) * 0.97, a2 = p * q * 0.97;
-    } else {
-      const double r = 0.3 + 0.69 * u(rng), th = M_PI * u(rng);
-      a1 = -2 * r * std::cos(th), a2 = r * r;
-    }
-    for (double v : {u(rng) - 0.5, 2 * u(rng) - 1, u(rng) - 0.5, 1.0, a1, a2}) c.push_back(T(v));
-  }
-  return c;
-}
-
-// Both NaN or the same bits: NaN payloads may legitimately differ when two
-// NaNs meet in one operation, whichever operand order the compiler chose.
-template <class T>
-::testing::AssertionResult same_values(const T* a, const T* b, size_t n) {
-  for (size_t i = 0; i < n; ++i)
-    if (!(std::memcmp(&a[i], &b[i], sizeof(T)) == 0 || (std::isnan(a[i]) && std::isnan(b[i]))))
-      return ::testing::AssertionFailure() << "index " << i << " of " << n << ": " << std::hexfloat << a[i]
-                                           << " vs " << b[i];
-  return ::testing::AssertionSuccess();
-}
-
-// The plain kernel and every lane kernel this processor can run.
-template <class T>
-std::vector<std::pair<const char*, mf::CascadeKernel<T>*>> kernels() {
-  auto pick = [](mf::CascadeKernel<float>* f, mf::CascadeKernel<double>* d) {
-    if constexpr (sizeof(T) == 4)
-      return f;
-    else
-      return d;
-  };
-  std::vector<std::pair<const char*, mf::CascadeKernel<T>*>> k{
-      {"plain", pick(mf::cascade_plain_f32, mf::cascade_plain_f64)}};
-  if (morvex::frame::use_sse42()) k.push_back({"sse42", pick(mf::cascade_sse42_f32, mf::cascade_sse42_f64)});
-  if (morvex::frame::use_avx()) k.push_back({"avx", pick(mf::cascade_avx_f32, mf::cascade_avx_f64)});
-  if (morvex::frame::use_avx512()) k.push_back({"avx512", pick(mf::cascade_avx512_f32, mf::cascade_avx512_f64)});
-  return k;
-}
-
-// Each lane kernel on its own, over section counts around every vector and
-// pass width, lengths around the fill and drain of the lane pipeline, odd
-// start offsets, in place and apart, and a delay line carried in.
-template <class T>
-void kernels_match_reference() {
-  const size_t section_counts[] = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 64, 65, 70};
-  const size_t lengths[] = {1, 2, 3, 5, 31, 32, 33, 100, 257, 1000};
-  for (size_t sections : section_counts) {
-    const std::vector<T> c = random_sections<T>(sections, uint32_t(sections));
-    for (size_t n : lengths) {
-      Buffer<T> in(n, n % 7);
-      morvex::test::fill_random(in.data(), n, uint32_t(n * 31 + sections), false);
-      std::vector<T> d0(2 * sections);
-      morvex::test::fill_random(d0.data(), d0.size(), uint32_t(sections), false);
-      std::vector<T> want(n), dref = d0;
-      reference(in.data(), want.data(), n, c, dref);
-      for (auto [name, kernel] : kernels<T>()) {
-        SCOPED_TRACE(testing::Message() << name << " sections " << sections << " n " << n);
-        Buffer<T> out(n, (n + 3) % 5);
-        std::vector<T> d = d0;
-        kernel(in.data(), out.data(), n, c.data(), d.data(), sections);
-        ASSERT_TRUE(morvex::test::all_same_bits(out.data(), want.data(), n));
-        ASSERT_TRUE(morvex::test::all_same_bits(d.data(), dref.data(), d.size()));
-        Buffer<T> io(n, 1);
-        std::memcpy(io.data(), in.data(), n * sizeof(T));
-        d = d0;
-        kernel(io.data(), io.data(), n, c.data(), d.data(), sections);
-        ASSERT_TRUE(morvex::test::all_same_bits(io.data(), want.data(), n));
-      }
-    }
-  }
-}
-
-TEST(FilterExecute, KernelsMatchTheStraightCascadeF32) { kernels_match_reference<float>(); }
-TEST(FilterExecute, KernelsMatchTheStraightCascadeF64) { kernels_match_reference<double>(); }
-
-// Infinities and NaNs go through every kernel as through the plain one.
-TEST(FilterExecute, SpecialValuesPropagateAlike) {
-  for (size_t sections : {3, 8, 20}) {
-    const std::vector<double> c = random_sections<double>(sections, 5);
-    const size_t n = 600;
-    std::vector<double> in(n);
-    morvex::test::fill_random(in.data(), n, 11, true);
-    std::vector<double> want(n), d(2 * sections, 0.0);
-    reference(in.data(), want.data(), n, c, d);
-    for (auto [name, kernel] : kernels<double>()) {
-      std::vector<double> out(n), dk(2 * sections, 0.0);
-      kernel(in.data(), out.data(), n, c.data(), dk.data(), sections);
-      EXPECT_TRUE(same_values(out.data(), want.data(), n)) << name << " sections " << sections;
-    }
-  }
-}
-
 struct State {
   morvex_m_filter_state* s = nullptr;
-  explicit State(int band, int order) {
-    EXPECT_EQ(morvex_m_filter_iir_butterworth(band, uint8_t(order), &s, 1000.0, 80.0, 200.0), 0);
-  }
+  State(int band, int order) { EXPECT_EQ(morvex_m_filter_iir_butterworth(band, uint8_t(order), &s, 1000.0, 80.0, 200.0), 0); }
   ~State() { morvex_m_filter_state_destroy(s); }
-  std::vector<double> sos() const {
-    const double* c;
-    uint64_t n;
-    EXPECT_EQ(morvex_m_filter_iir_get_sos(s, &c, &n), 0);
-    return std::vector<double>(c, c + n);
-  }
 };
 
 template <class T>
 int32_t run(const T* in, T* out, uint64_t n, morvex_m_filter_state* s) {
-  if constexpr (sizeof(T) == 4)
-    return morvex_m_filter_execute_f32(in, out, n, s);
-  else
-    return morvex_m_filter_execute_f64(in, out, n, s);
+  if constexpr (sizeof(T) == 4) return morvex_m_filter_execute_f32(in, out, n, s);
+  else return morvex_m_filter_execute_f64(in, out, n, s);
 }
 
-// Through the export, under every option setting, in random blocks, from
-// rest and from steady state: the reference's samples, bit for bit.
 template <class T>
-void export_matches_reference() {
+void blocks_give_one_call() {
   std::mt19937 rng(3);
-  for (int band : {0, 2}) {
-    for (int order : {1, 2, 4, 8, 13, 24, 40}) {
-      const size_t n = 3001;
-      std::vector<T> in(n);
-      morvex::test::fill_random(in.data(), n, uint32_t(order), false);
-      for (bool steady : {false, true}) {
-        const std::vector<double> sos = State(band, order).sos();
-        const std::vector<T> c(sos.begin(), sos.end());
+  for (int band : {0, 2})
+    for (int order : {1, 2, 4, 8, 13, 24, 40})
+      for (int32_t steady : {0, 1}) {
+        std::vector<T> in(3001), whole(in.size()), blocks(in.size());
+        morvex::test::fill_random(in.data(), in.size(), uint32_t(order), false);
         morvex::test::for_each_kernel_config([&](const morvex::test::KernelConfig&) {
-          SCOPED_TRACE(testing::Message() << "band " << band << " order " << order << " steady " << steady);
-          State st(band, order);
-          morvex_m_filter_reset_delay_line(st.s, steady);
-          std::vector<T> out(n);
-          size_t at = 0;
-          while (at < n) {
-            const size_t len = std::min<size_t>(n - at, rng() % 700);
-            ASSERT_EQ(run<T>(in.data() + at, out.data() + at, len, st.s), 0);
-            at += len;
+          State a(band, order), b(band, order);
+          morvex_m_filter_reset_delay_line(a.s, steady), morvex_m_filter_reset_delay_line(b.s, steady);
+          ASSERT_EQ(run<T>(in.data(), whole.data(), in.size(), a.s), 0);
+          for (size_t at = 0, len; at < in.size(); at += len) {
+            len = std::min<size_t>(in.size() - at, rng() % 700);
+            ASSERT_EQ(run<T>(in.data() + at, blocks.data() + at, len, b.s), 0);
           }
-          // The whole record in one call on a fresh state.
-          State one(band, order);
-          morvex_m_filter_reset_delay_line(one.s, steady);
-          std::vector<T> whole(n);
-          ASSERT_EQ(run<T>(in.data(), whole.data(), n, one.s), 0);
-          ASSERT_TRUE(morvex::test::all_same_bits(out.data(), whole.data(), n));
-          if (!steady) {  // (steady starts are checked against scipy's)
-            std::vector<T> d(c.size() / 3, T(0)), want(n);
-            reference(in.data(), want.data(), n, c, d);
-            ASSERT_TRUE(morvex::test::all_same_bits(out.data(), want.data(), n));
-          }
+          ASSERT_TRUE(morvex::test::all_same_bits(blocks.data(), whole.data(), in.size())) << band << " " << order << " " << steady;
         });
       }
+}
+
+TEST(FilterExecute, BlocksGiveWhatOneCallGivesF32) { blocks_give_one_call<float>(); }
+TEST(FilterExecute, BlocksGiveWhatOneCallGivesF64) { blocks_give_one_call<double>(); }
+
+TEST(FilterExecute, SteadyStartsResetsOrderZeroAndTheElementType) {
+  for (int order : {1, 2, 5, 8}) {
+    State st(0, order); const double* c; uint64_t n;
+    ASSERT_EQ(morvex_m_filter_iir_get_sos(st.s, &c, &n), 0);
+    double gain = 1.0;  // at zero frequency: the product of the sections' sums
+    for (uint64_t i = 0; i < n; i += 6) gain *= (c[i] + c[i + 1] + c[i + 2]) / (c[i + 3] + c[i + 4] + c[i + 5]);
+    std::vector<double> y(300);
+    for (double level : {-2.5, 4.0}) {  // re-armed, a later block starts from its own first sample
+      morvex_m_filter_reset_delay_line(st.s, 1); std::vector<double> x(300, level);
+      ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), 0, st.s), 0);  // leaves the start pending
+      ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), x.size(), st.s), 0);
+      for (double v : y) ASSERT_NEAR(v, level * gain, 1e-12) << "order " << order;
     }
   }
-}
-
-TEST(FilterExecute, ExportMatchesReferenceInBlocksF32) { export_matches_reference<float>(); }
-TEST(FilterExecute, ExportMatchesReferenceInBlocksF64) { export_matches_reference<double>(); }
-
-TEST(FilterExecute, SteadyStartGivesTheDcGainAtOnce) {
-  for (int order : {1, 2, 5, 8}) {
-    State st(0, order);
-    const std::vector<double> sos = st.sos();
-    double gain = 1.0;
-    for (size_t i = 0; i < sos.size(); i += 6)
-      gain *= (sos[i] + sos[i + 1] + sos[i + 2]) / (sos[i + 3] + sos[i + 4] + sos[i + 5]);
-    morvex_m_filter_reset_delay_line(st.s, 1);
-    std::vector<double> x(300, -2.5), y(300);
-    ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), 0, st.s), 0);  // leaves the start pending
-    ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), x.size(), st.s), 0);
-    for (double v : y) ASSERT_NEAR(v, -2.5 * gain, 1e-12) << "order " << order;
-    // Re-armed later, the next block starts from its own first sample.
-    morvex_m_filter_reset_delay_line(st.s, 1);
-    std::vector<double> x2(300, 4.0);
-    ASSERT_EQ(morvex_m_filter_execute_f64(x2.data(), y.data(), x2.size(), st.s), 0);
-    for (double v : y) ASSERT_NEAR(v, 4.0 * gain, 1e-12);
-  }
-}
-
-TEST(FilterExecute, ResetToZeroIsAFreshStart) {
-  State a(2, 3), b(2, 3);
-  std::vector<float> x(500), ya(500), yb(500);
-  morvex::test::fill_random(x.data(), x.size(), 9, false);
+  State a(2, 3), b(2, 3);  // a reset to zero is a fresh start
+  std::vector<float> x(500), ya(500), yb(500); morvex::test::fill_random(x.data(), x.size(), 9, false);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), 123, a.s), 0);
   morvex_m_filter_reset_delay_line(a.s, 0);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), ya.data(), x.size(), a.s), 0);
   ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), yb.data(), x.size(), b.s), 0);
   EXPECT_TRUE(morvex::test::all_same_bits(ya.data(), yb.data(), x.size()));
-}
-
-TEST(FilterExecute, WithoutSectionsIsACopy) {
-  // Order 0: one pass-through section carrying the gain 1 (exact), so data
-  // passes unchanged; overlapping arrays included.
-  State st(0, 0);
-  std::vector<double> x(100);
-  for (size_t i = 0; i < x.size(); ++i) x[i] = double(i) - 40.5;
-  std::vector<double> y(100);
-  ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), y.data(), x.size(), st.s), 0);
-  EXPECT_EQ(x, y);
-  // A state whose executor has no sections at all copies, even overlapping.
+  // Order 0: one pass-through section carrying the gain 1; an executor
+  // without any section copies, overlapping arrays included.
+  State zero(0, 0); std::vector<double> orig(100), y(100);
+  for (size_t i = 0; i < orig.size(); ++i) orig[i] = double(i) - 40.5;
+  ASSERT_EQ(morvex_m_filter_execute_f64(orig.data(), y.data(), y.size(), zero.s), 0); EXPECT_EQ(y, orig);
   morvex::def::FitlerIIRSOS<double> none{morvex::FilterState::IIR::SOS{}};
-  std::vector<double> buf = x;
-  ASSERT_EQ(none.execute(buf.data(), buf.data() + 3, 90), 0);
-  EXPECT_TRUE(std::equal(x.begin(), x.begin() + 90, buf.begin() + 3));
-}
-
-TEST(FilterExecute, PartialOverlapFollowsThePlainOrder) {
-  // output one element past input: the plain loop reads each input after
-  // the previous output overwrote it, and every kernel choice must agree.
-  State st(2, 6), ref(2, 6);
-  std::vector<double> sos = st.sos();
-  std::vector<double> buf(2000), copy;
-  morvex::test::fill_random(buf.data(), buf.size(), 4, false);
-  copy = buf;
-  ASSERT_EQ(morvex_m_filter_execute_f64(buf.data(), buf.data() + 1, 1999, st.s), 0);
-  std::vector<double> d(sos.size() / 3, 0.0);
-  reference(copy.data(), copy.data() + 1, 1999, sos, d);
-  EXPECT_TRUE(morvex::test::all_same_bits(buf.data(), copy.data(), buf.size()));
-}
-
-TEST(FilterExecute, TheFirstCallFixesTheElementType) {
-  State st(0, 4);
-  std::vector<float> xf(10, 1.0f);
+  ASSERT_EQ(none.execute(y.data(), y.data() + 3, 90), 0);
+  EXPECT_TRUE(std::equal(orig.begin(), orig.begin() + 90, y.begin() + 3));
+  // The first call fixes the element type; the other is refused, nothing written.
   std::vector<double> xd(10, 1.0);
-  ASSERT_EQ(morvex_m_filter_execute_f32(xf.data(), xf.data(), xf.size(), st.s), 0);
-  EXPECT_EQ(morvex_m_filter_execute_f64(xd.data(), xd.data(), xd.size(), st.s), -1);
+  ASSERT_EQ(morvex_m_filter_execute_f32(x.data(), x.data(), 10, a.s), 0);
+  EXPECT_EQ(morvex_m_filter_execute_f64(xd.data(), xd.data(), xd.size(), a.s), -1);
   EXPECT_EQ(xd, std::vector<double>(10, 1.0));
-  EXPECT_EQ(morvex_m_filter_execute_f32(nullptr, nullptr, 0, nullptr), -1);
+}
+
+// Many states through every representation and an executor, and a failed
+// design that makes nothing: the leak checker of the sanitizer build sees
+// anything left behind.
+TEST(FilterState, ManyCreateDestroyCycles) {
+  std::vector<double> x(64, 1.0);
+  for (int i = 0; i < 3000; ++i) {
+    morvex_m_filter_state* st = nullptr; const int kind = i % 4;
+    const int32_t r = kind == 0   ? morvex_m_filter_iir_butterworth(i % 4, uint8_t(i % 9), &st, 1000.0, 100.0, 300.0)
+                      : kind == 1 ? morvex_m_filter_iir_chebyshev2(2, uint8_t(i % 7), &st, 1000.0, 100.0, 300.0, 30.0)
+                      : kind == 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 50.0, 3.0)
+                                  : morvex_m_filter_iir_chebyshev1(0, 4, &st, -1.0, 100.0, 300.0, 1.0);
+    ASSERT_EQ(r, kind == 3 ? -1 : 0);
+    if (kind == 3) continue;
+    const double *b, *a, *c; uint64_t n;
+    ASSERT_EQ(morvex_m_filter_iir_get_tf(st, &b, &a, &n) | morvex_m_filter_iir_get_sos(st, &c, &n), 0);
+    if (i % 3 == 0) {
+      ASSERT_EQ(morvex_m_filter_execute_f64(x.data(), x.data(), x.size(), st), 0);
+    }
+    morvex_m_filter_state_destroy(st);
+  }
+}
+
+// Several threads ask a fresh state for its representations and responses at
+// once, each starting with a different query: all get the one record that
+// ends up published, and the response a lone caller gets (which does not
+// depend on how the points are split either).
+TEST(FilterConcurrency, QueriesOnOneStateFromManyThreads) {
+  constexpr int kThreads = 6, kPoints = 257;
+  for (int round = 0; round < 40; ++round) {
+    morvex_m_filter_state* st = nullptr;
+    ASSERT_EQ(round % 2 ? morvex_m_filter_iir_notch(&st, 1000.0, 60.0, 5.0)
+                        : morvex_m_filter_iir_butterworth(2, 6, &st, 1000.0, 100.0, 250.0), 0);
+    struct Seen {
+      const double *b = nullptr, *sos = nullptr; const morvex_m_c64f64* z = nullptr;
+      std::vector<morvex_m_c64f64> h = std::vector<morvex_m_c64f64>(kPoints), hz = h; int32_t stable = -1, failures = 0;
+    };
+    std::vector<Seen> seen(kThreads);
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+      threads.emplace_back([&, t] {
+        Seen& s = seen[size_t(t)]; morvex::frame::set_split_thread_count(unsigned(1 + t));
+        for (ready.fetch_add(1); ready.load() < kThreads;) {
+        }
+        std::vector<double> w(kPoints); const double* a; const morvex_m_c64f64* p; uint64_t n, nz, np; double k;
+        for (int q = 0; q < 5; ++q) switch ((q + t) % 5) {
+            case 0: s.failures += morvex_m_filter_iir_get_tf(st, &s.b, &a, &n) != 0; break;
+            case 1: s.failures += morvex_m_filter_iir_get_sos(st, &s.sos, &n) != 0; break;
+            case 2: s.failures += morvex_m_filter_iir_get_zpk(st, &s.z, &nz, &p, &np, &k) != 0; break;
+            case 3: s.failures += morvex_m_filter_iir_freqz(st, kPoints, 0, 1, 0, w.data(), s.h.data(), 1000.0) != 0; break;
+            case 4: s.failures += morvex_m_filter_iir_freqz_zpk(st, kPoints, 1, 0, w.data(), s.hz.data(), 1000.0) != 0 ||
+                                  morvex_m_filter_iir_isstable(st, &s.stable) != 0;
+          }
+      });
+    for (auto& th : threads) th.join();
+    morvex::frame::set_split_thread_count(0);
+    for (const Seen& s : seen)
+      EXPECT_TRUE(s.failures == 0 && s.b == seen[0].b && s.sos == seen[0].sos && s.z == seen[0].z && s.stable == 1 &&
+                  !std::memcmp(s.h.data(), seen[0].h.data(), kPoints * sizeof(morvex_m_c64f64)) &&
+                  !std::memcmp(s.hz.data(), seen[0].hz.data(), kPoints * sizeof(morvex_m_c64f64)));
+    morvex_m_filter_state_destroy(st);
+  }
 }
 
 }  // namespace

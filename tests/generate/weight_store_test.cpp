@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "common/buffers.h"
-#include "common/kernel_configs.h"
+#include "common/variant_harness.h"
 #include "frame/split.h"
 #include "generate/weight_cache.h"
 #include "morvex-m.h"
