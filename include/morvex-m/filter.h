@@ -70,7 +70,12 @@ enum {
  * 2*centre/sample_rate must lie in [0, 1] (both ends allowed).
  *
  * Returns 0 "Success", or -1 "Failed" for any rejected parameter, a NULL
- * state_out or an allocation failure; no state is made on failure.
+ * state_out or an allocation failure; no state is made on failure. A design
+ * whose parameters pass these checks but whose zeros, poles, gain or
+ * coefficients are not all finite is rejected too: Chebyshev I with a 0 dB
+ * ripple (poles at infinity), Chebyshev II with a 0 dB attenuation at odd
+ * order, a notch or peak centred at 0 Hz (quality factor 0, width 0/0).
+ * So every state handed out has a finite filter and all queries work on it.
  * All design arithmetic is in double precision.
  *
  * Example: 50 Hz mains notch at 1 kHz sampling, 2 Hz wide:

@@ -72,7 +72,7 @@ for family in ("butter", "cheby1", "cheby2"):
 
 # Notch and peak: the same formulas as scipy, so the same doubles (a few ulps
 # of slack for tan/cos implementations).
-for f0, bw in ((50.0, 2.0), (1000.0, 100.0), (12000.0, 3000.0), (0.0, 10.0), (24000.0, 100.0)):
+for f0, bw in ((50.0, 2.0), (1000.0, 100.0), (12000.0, 3000.0), (24000.0, 100.0)):
     for kind, ref in (("notch", sig.iirnotch), ("peak", sig.iirpeak)):
         st, s = fl.resonator(kind, FS, f0, bw)
         c.check(st == 0, f"{kind} {f0}/{bw}: status {st}")
@@ -92,8 +92,8 @@ for f0, bw in ((50.0, 2.0), (1000.0, 100.0), (12000.0, 3000.0), (0.0, 10.0), (24
             c.check(np.all(np.abs(p) < 1), f"notch poles {p}")
             c.check(fl.zpk_pointers(s) == fl.zpk_pointers(s), "notch ZPK derived twice")
 
-# Out-of-range centres fail.
-for f0 in (-1.0, FS / 2 * 1.0000001, float("nan")):
+# Out-of-range centres fail, and so does 0 Hz (quality factor 0, width 0/0).
+for f0 in (0.0, -1.0, FS / 2 * 1.0000001, float("nan")):
     for kind in ("notch", "peak"):
         st, s = fl.resonator(kind, FS, f0, 10.0)
         c.check(st == -1 and s is None, f"{kind} centre {f0}: status {st}")
