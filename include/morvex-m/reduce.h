@@ -182,7 +182,9 @@ MORVEX_M_INDEX_DECLARE(double, f64)
  *  - with min == max only samples equal to it are binned (last bin);
  *  - with max < min nothing is binned; a sample is tested against min first.
  * Counters wrap around at their width (a u16 bin at 65535 becomes 0).
- * binCount 0 and NULL data or bins are the caller's fault.
+ * With binCount 0 there is no bin: bins is not touched (it may be NULL) and
+ * samples within [min, max] (and NaNs) are counted nowhere. NULL data with
+ * a count, or NULL bins with bins to fill, are the caller's fault.
  *
  * Example: 64-bin histogram of 12-bit samples, out-of-range samples counted
  *   uint32_t bins[64] = {0}, lo = 0, hi = 0;
