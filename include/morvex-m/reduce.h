@@ -170,7 +170,8 @@ MORVEX_M_INDEX_DECLARE(double, f64)
  * T (samples, and min/max): i16 u8 u16 f32 f64. C (counters): u16 u32 u64.
  *
  * Returns the number of samples counted somewhere (a bin, *below or
- * *above): count when both out-of-range counters are given, 0 for count 0.
+ * *above): count when both out-of-range counters are given (and binCount is
+ * not 0), 0 for count 0.
  *
  * Bin rule, in double precision: width = (max - min) / binCount and
  * bin = trunc((x - min) / width), clamped to binCount - 1, so a sample
