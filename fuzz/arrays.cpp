@@ -1,0 +1,188 @@
+// Array exports with fuzzed contents and parameters:
+//  - histograms (NaN, infinities, min above max, zero bins, missing
+//    out-of-range counters): the count returned is what landed somewhere,
+//    and two calls over the halves of a record add up to one call;
+//  - unwrap: a record in fuzzed blocks, the state carried, gives one call;
+//  - every deinterleave form, under every kernel configuration, gives the
+//    generic strided copy of each channel;
+//  - the exponential fit fails exactly for a sample <= 0 and then writes
+//    nothing;
+//  - every window with its parameters: in place on 7 chunks equals out of
+//    place on the calling thread alone.
+#include <cmath>
+
+#include "frame/split.h"
+#include "fuzz.h"
+
+namespace {
+
+using namespace morvex::fuzz;
+
+template <class T>
+bool same(const T* a, const T* b, size_t n) {
+  for (size_t i = 0; i < n; ++i)
+    if (!same_bytes(&a[i], &b[i], sizeof(T)) && !(a[i] != a[i] && b[i] != b[i])) return false;
+  return true;
+}
+
+template <class T>
+std::vector<T> values(FuzzedDataProvider& in, size_t max) {
+  std::vector<T> v(in.ConsumeIntegralInRange<size_t>(0, max));
+  for (T& x : v) x = raw<T>(in);
+  return v;
+}
+
+template <class T, class C>
+using Histogram = uint64_t (*)(const T*, uint64_t, T, T, C*, uint64_t, C*, C*);
+
+template <class T, class C>
+void histogram(FuzzedDataProvider& in, Histogram<T, C> h) {
+  const T lo = raw<T>(in), hi = raw<T>(in);
+  const uint64_t nbins = in.ConsumeIntegralInRange(0, 40);
+  const bool with_below = in.ConsumeBool(), with_above = in.ConsumeBool();
+  const std::vector<T> x = values<T>(in, 1100);
+  const uint64_t cut = x.empty() ? 0 : in.ConsumeIntegralInRange<uint64_t>(0, x.size());
+  std::vector<C> bins(nbins), split(nbins);
+  C out[2] = {}, split_out[2] = {};
+  const uint64_t got = h(x.data(), x.size(), lo, hi, bins.data(), nbins, with_below ? &out[0] : nullptr,
+                         with_above ? &out[1] : nullptr);
+  uint64_t landed = uint64_t(out[0]) + out[1];
+  for (C b : bins) landed += b;
+  FUZZ_CHECK(got == landed && (!with_below || !with_above || !nbins || got == x.size()));
+  for (const auto [from, len] : {std::pair<uint64_t, uint64_t>{0, cut}, {cut, x.size() - cut}}) {
+    h(x.data() + from, len, lo, hi, split.data(), nbins, with_below ? &split_out[0] : nullptr,
+      with_above ? &split_out[1] : nullptr);
+  }
+  FUZZ_CHECK(split == bins && same_bytes(out, split_out, sizeof out));
+}
+
+template <class T>
+void unwrap(FuzzedDataProvider& in, int32_t (*f)(const T*, T*, uint64_t, T*)) {
+  const T start = in.ConsumeBool() ? T(NAN) : raw<T>(in);
+  const uint32_t cut = in.ConsumeIntegral<uint32_t>();
+  std::vector<T> x = values<T>(in, 600);
+  const uint64_t n = x.size();
+  x.push_back(0);  // a count of 0 with a NaN state still reads and writes element 0
+  std::vector<T> whole(n + 1), split(n + 1);
+  T s = start;
+  FUZZ_CHECK(f(x.data(), whole.data(), n, &s) == 0);
+  T t = start;
+  uint64_t base = 0;
+  std::vector<uint64_t> cuts = blocks(n, cut);
+  if (cuts.empty()) cuts.push_back(0);  // an empty record is one empty call
+  for (const uint64_t len : cuts) {
+    FUZZ_CHECK(f(x.data() + base, split.data() + base, len, &t) == 0);
+    base += len;
+  }
+  FUZZ_CHECK(same(whole.data(), split.data(), n) && same(&s, &t, 1));
+}
+
+template <class T>
+void deinterleave(FuzzedDataProvider& in) {
+  const unsigned channels = in.ConsumeIntegralInRange(2u, 6u);
+  const unsigned kernels = in.ConsumeIntegral<uint8_t>();
+  const std::vector<T> x = values<T>(in, 700);
+  const int32_t total = in.ConsumeIntegralInRange<int32_t>(-3, int32_t(x.size()));
+  const uint64_t used = total > 0 ? uint64_t(total) : 0, q = used / channels, r = used % channels;
+  std::vector<std::vector<T>> got(6), want(6);
+  for (unsigned k = 0; k < channels; ++k) {
+    got[k].resize(q + (k < r)), want[k].resize(q + (k < r));
+    if (!got[k].empty())
+      FUZZ_CHECK(morvex_m_deinterleave(x.data(), k, channels, int64_t(want[k].size()), sizeof(T),
+                                       want[k].data()) == 0);
+  }
+  switch_kernels(kernels);
+  T* d[6];
+  for (unsigned k = 0; k < 6; ++k) d[k] = got[k].data();
+  auto call = [&](auto f2, auto f3, auto f4, auto f5, auto f6) {
+    const T* s = x.data();
+    switch (channels) {
+      case 2: return f2(s, total, d[0], d[1]);
+      case 3: return f3(s, total, d[0], d[1], d[2]);
+      case 4: return f4(s, total, d[0], d[1], d[2], d[3]);
+      case 5: return f5(s, total, d[0], d[1], d[2], d[3], d[4]);
+      default: return f6(s, total, d[0], d[1], d[2], d[3], d[4], d[5]);
+    }
+  };
+  int32_t status;
+  if constexpr (sizeof(T) == 1)
+    status = call(morvex_m_deinterleave2_u8, morvex_m_deinterleave3_u8, morvex_m_deinterleave4_u8,
+                  morvex_m_deinterleave5_u8, morvex_m_deinterleave6_u8);
+  else
+    status = call(morvex_m_deinterleave2_u16, morvex_m_deinterleave3_u16, morvex_m_deinterleave4_u16,
+                  morvex_m_deinterleave5_u16, morvex_m_deinterleave6_u16);
+  switch_kernels(0);
+  FUZZ_CHECK(status == 0 && got == want);
+}
+
+void fit(FuzzedDataProvider& in) {
+  std::vector<double> y(in.ConsumeIntegralInRange(0, 64));
+  bool positive = true;
+  for (double& v : y) positive &= !((v = in.ConsumeBool() ? raw<double>(in) : in.ConsumeIntegral<uint8_t>() / 8.0) <= 0);
+  double a = 7, b = 7;
+  const int32_t status = morvex_m_fit_exp_f64(y.data(), y.size(), in.ConsumeBool() ? &a : nullptr, &b);
+  FUZZ_CHECK(positive ? status == 0 && (y.size() >= 2 || (std::isnan(b) && (a == 7 || std::isnan(a))))
+                      : status == -1 && a == 7 && b == 7);
+}
+
+template <class T>
+using Window = int32_t (*)(const T*, T*, uint64_t, int32_t);
+#define FUZZ_WINDOWS(S)                                                                                      \
+  {morvex_m_window_hanning_##S, morvex_m_window_hamming_##S, morvex_m_window_bartlett_##S,                \
+   morvex_m_window_parzen_##S, morvex_m_window_welch_##S, morvex_m_window_blackman_##S,                   \
+   morvex_m_window_blackmanharris_##S, morvex_m_window_nuttall_##S, morvex_m_window_blackmannuttall_##S,  \
+   morvex_m_window_flattop_##S, nullptr}
+
+template <class T>
+void window(FuzzedDataProvider& in, const Window<T> (&fns)[11]) {
+  const unsigned which = in.ConsumeIntegralInRange(0u, 10u);
+  const int32_t normalize = in.ConsumeBool();
+  const T alpha = in.ConsumeBool() ? raw<T>(in) : T(in.ConsumeIntegral<uint8_t>()) / 32;
+  std::vector<T> x(in.ConsumeIntegralInRange(0, 2000));
+  for (T& v : x) v = T(in.ConsumeIntegral<int8_t>()) / 64;
+  std::vector<T> want(x.size()), got = x;
+  auto run = [&](const T* from, T* to) {
+    if (fns[which]) return fns[which](from, to, x.size(), normalize);
+    if constexpr (sizeof(T) == 4) return morvex_m_window_gaussian_f32(from, to, x.size(), normalize, alpha);
+    else return morvex_m_window_gaussian_f64(from, to, x.size(), normalize, alpha);
+  };
+  morvex::frame::set_split_thread_count(1);
+  FUZZ_CHECK(run(x.data(), want.data()) == 0);
+  morvex::frame::set_split_thread_count(7);
+  FUZZ_CHECK(run(got.data(), got.data()) == 0);
+  morvex::frame::set_split_thread_count(0);
+  FUZZ_CHECK(same(got.data(), want.data(), x.size()));
+}
+
+template <class T>
+void histograms(FuzzedDataProvider& in, Histogram<T, uint16_t> h16, Histogram<T, uint32_t> h32,
+                Histogram<T, uint64_t> h64) {
+  switch (in.ConsumeIntegralInRange(0, 2)) {
+    case 0: return histogram(in, h16);
+    case 1: return histogram(in, h32);
+    default: return histogram(in, h64);
+  }
+}
+#define FUZZ_HISTOGRAMS(T, S) \
+  histograms<T>(in, morvex_m_histogram_lin_1d_##S##u16, morvex_m_histogram_lin_1d_##S##u32, morvex_m_histogram_lin_1d_##S##u64)
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzedDataProvider in(data, size);
+  switch (in.ConsumeIntegralInRange(0, 11)) {
+    case 0: FUZZ_HISTOGRAMS(int16_t, i16); break;
+    case 1: FUZZ_HISTOGRAMS(uint8_t, u8); break;
+    case 2: FUZZ_HISTOGRAMS(uint16_t, u16); break;
+    case 3: FUZZ_HISTOGRAMS(float, f32); break;
+    case 4: FUZZ_HISTOGRAMS(double, f64); break;
+    case 5: unwrap<float>(in, morvex_m_unwrap_f32); break;
+    case 6: unwrap<double>(in, morvex_m_unwrap_f64); break;
+    case 7: deinterleave<uint8_t>(in); break;
+    case 8: deinterleave<uint16_t>(in); break;
+    case 9: fit(in); break;
+    case 10: window<float>(in, FUZZ_WINDOWS(f32)); break;
+    default: window<double>(in, FUZZ_WINDOWS(f64)); break;
+  }
+  return 0;
+}
