@@ -1,7 +1,9 @@
 // morvex-m-info: what the library sees on this machine. Prints the version,
-// the processor features, the options and the kernel in every slot.
+// the processor features, the options, the kernel in every slot and the kernel each call-time family
+// would pick now.
 #include <cstdio>
 
+#include "frame/call_time.h"
 #include "frame/dispatch.h"
 #include "frame/lifecycle.h"
 #include "morvex-core.h"
@@ -41,6 +43,9 @@ int main() {
   using morvex::frame::Slot;
   for (unsigned s = 0; s < morvex::frame::kSlotCount; ++s)
     std::printf("  %-16s %s\n", morvex::frame::slot_name(Slot(s)), morvex::frame::slot_variant(Slot(s)));
+  std::printf("\nkernels chosen at each call:\n");
+  for (const morvex::frame::CallTimeFamily& f : morvex::frame::call_time_families())
+    std::printf("  %-64s %s\n", f.name, f.current());
   morvex_m_fini();
   return 0;
 }

@@ -8,9 +8,10 @@
  * blackman, blackmanharris, nuttall, blackmannuttall, flattop) spread their
  * index range over the library's task pool (one contiguous chunk per hardware
  * thread, the last one computed by the calling thread) and return when every
- * element is written. Each element is computed from its own index, so the
- * result does not depend on the number of threads. The other windows and the
- * noise generators run on the calling thread. Any number of threads may call
+ * element is written; a window that reuses its kept weights (see windows)
+ * only multiplies, on the calling thread. Each element is computed from its
+ * own index, so the result does not depend on the number of threads. The
+ * other windows and the noise generators run on the calling thread. Any number of threads may call
  * these exports at once on different arrays. The pool needs morvex_m_init;
  * without it the work simply runs on the calling thread.
  *
@@ -135,6 +136,17 @@ MORVEX_M_WAVEFORM_DECLARE(double, f64)
  * Threading: the seven cosine-sum windows split over the task pool; the
  * flat-top computes each mirrored pair of weights once. bartlett, welch,
  * parzen and gaussian run on the calling thread.
+ *
+ * Kept weights: every window but bartlett and welch keeps the multipliers
+ * w(i) * s it computed, per calling thread. A later call from the same
+ * thread with the same window, count, normalize, alpha and element type,
+ * under the same processor options, multiplies by them instead of computing
+ * them again: the same doubles, so bit for bit the same result. The
+ * multiply runs on the calling thread. Memory: each thread keeps at most 4
+ * windows and 2^20 multipliers (8 MiB) in all, dropping the least recently
+ * used; a longer window is computed at every call. A thread's windows are
+ * freed when the thread ends. If the memory cannot be had, the window is
+ * simply computed.
  *
  * Example: Hanning-weight a block in place with unit coherent gain:
  *   morvex_m_window_hanning_f32(block, block, n, 1);

@@ -18,32 +18,32 @@ class AbstractDFT {
  public:
   virtual ~AbstractDFT();
 
-  virtual bool matchesInputCount(uint64_t count) const;
-  virtual bool matchesOutputCount(uint64_t count) const;
+  virtual bool matches_input_count(uint64_t count) const;
+  virtual bool matches_output_count(uint64_t count) const;
   // The alignment class of p as this backend sees it: 0 for backends that
   // accept any address, FFTW's own class for FFTW plans.
-  virtual int32_t alignmentOf(const void* p) const;
+  virtual int32_t alignment_of(const void* p) const;
 
   // The alignment classes recorded at creation.
-  int32_t getInputAlignment() const { return inputAlignment; }
-  int32_t getOutputAlignment() const { return outputAlignment; }
+  int32_t input_alignment() const { return input_alignment_; }
+  int32_t output_alignment() const { return output_alignment_; }
 
   AbstractDFT(const AbstractDFT&) = delete;
   AbstractDFT& operator=(const AbstractDFT&) = delete;
 
  protected:
-  AbstractDFT(uint64_t inputCount, uint64_t outputCount);
+  AbstractDFT(uint64_t input_count, uint64_t output_count);
 
-  uint64_t inputCount;       // n real samples (forward) or n/2+1 bins (inverse)
-  int32_t inputAlignment;    // recorded at creation; 0 unless a backend sets it
-  uint64_t outputCount;      // n/2+1 bins (forward) or n real samples (inverse)
-  int32_t outputAlignment;
+  uint64_t input_count;      // n real samples (forward) or n/2+1 bins (inverse)
+  int32_t input_alignment_;  // recorded at creation; 0 unless a backend sets it
+  uint64_t output_count;     // n/2+1 bins (forward) or n real samples (inverse)
+  int32_t output_alignment_;
 };
 
 // Checks the lengths of a real transform of n samples with `bins` complex
-// bins: bins must be n/2+1, and n between 1 and maxN (the largest length the
+// bins: bins must be n/2+1, and n between 1 and max_n (the largest length the
 // backend computes correctly). Raises StatusError(-2) otherwise.
-void checkLengths(uint64_t n, uint64_t bins, uint64_t maxN);
+void check_lengths(uint64_t n, uint64_t bins, uint64_t max_n);
 
 // Forward real-to-complex transform: n samples to n/2+1 bins, unnormalised.
 template <class T>
@@ -52,13 +52,13 @@ class AbstractDFTR2C1D : public AbstractDFT {
   using Real = T;
   using Complex = std::complex<T>;
 
-  virtual Status execute(const T* in, uint64_t n, Complex* out, uint64_t outCount) = 0;
+  virtual Status execute(const T* in, uint64_t n, Complex* out, uint64_t out_count) = 0;
   // execute, then divide by n (half false) or scale to one-sided amplitudes
   // (half true: bin 0 divided by n, every other bin by n/2).
-  virtual Status executeDivN(const T* in, uint64_t n, Complex* out, uint64_t outCount, bool half);
+  virtual Status executeDivN(const T* in, uint64_t n, Complex* out, uint64_t out_count, bool half);
 
  protected:
-  AbstractDFTR2C1D(uint64_t n, uint64_t outCount, uint64_t maxN);
+  AbstractDFTR2C1D(uint64_t n, uint64_t out_count, uint64_t max_n);
 };
 
 // Inverse complex-to-real transform: n/2+1 bins to n samples, unnormalised
@@ -69,10 +69,10 @@ class AbstractIDFTC2R1D : public AbstractDFT {
   using Real = T;
   using Complex = std::complex<T>;
 
-  virtual Status execute(Complex* in, uint64_t inCount, T* out, uint64_t n) = 0;
+  virtual Status execute(Complex* in, uint64_t in_count, T* out, uint64_t n) = 0;
 
  protected:
-  AbstractIDFTC2R1D(uint64_t inCount, uint64_t n, uint64_t maxN);
+  AbstractIDFTC2R1D(uint64_t in_count, uint64_t n, uint64_t max_n);
 };
 
 extern template class AbstractDFTR2C1D<float>;

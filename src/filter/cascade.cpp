@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "filter/state.h"
-#include "frame/flags.h"
+#include "frame/call_time.h"
 
 namespace morvex::filter {
 
@@ -55,22 +55,12 @@ CascadeKernel<T>* choose(const T* in, const T* out, uint64_t count, uint64_t sec
   // best there; up to two 256-bit vectors' worth, 256-bit vectors win (their
   // adds have a shorter latency than 512-bit ones, and the recurrence is
   // latency-bound); beyond, 512-bit vectors (fewer instructions per step).
+  // The three orders are the cascade rows of frame/call_time.h.
   constexpr uint64_t kSse42Lanes = 16 / sizeof(T), kAvxLanes = 32 / sizeof(T);
-  const bool ok_sse42 = frame::use_sse42(), ok_avx = frame::use_avx(), ok_avx512 = frame::use_avx512();
-  if (sections <= kSse42Lanes) {
-    if (ok_sse42) return sse42;
-    if (ok_avx) return avx;
-    if (ok_avx512) return avx512;
-  } else if (sections <= 2 * kAvxLanes) {
-    if (ok_avx) return avx;
-    if (ok_avx512) return avx512;
-    if (ok_sse42) return sse42;
-  } else {
-    if (ok_avx512) return avx512;
-    if (ok_avx) return avx;
-    if (ok_sse42) return sse42;
-  }
-  return plain;
+  namespace rows = frame::call_time;
+  if (sections <= kSse42Lanes) return rows::cascade_narrow::choose(sse42, avx, avx512, plain);
+  if (sections <= 2 * kAvxLanes) return rows::cascade_middle::choose(avx, avx512, sse42, plain);
+  return rows::cascade_wide::choose(avx512, avx, sse42, plain);
 }
 
 }  // namespace

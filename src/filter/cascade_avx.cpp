@@ -13,7 +13,6 @@ struct F64x4 {
   using vec = __m256d;
   using mask = __m256d;
   static constexpr int L = 4;
-  static vec zero() { return _mm256_setzero_pd(); }
   static vec load(const T* p) { return _mm256_load_pd(p); }
   static void store(T* p, vec v) { _mm256_store_pd(p, v); }
   static vec set1(T x) { return _mm256_set1_pd(x); }
@@ -38,7 +37,6 @@ struct F32x8 {
   using vec = __m256;
   using mask = __m256;
   static constexpr int L = 8;
-  static vec zero() { return _mm256_setzero_ps(); }
   static vec load(const T* p) { return _mm256_load_ps(p); }
   static void store(T* p, vec v) { _mm256_store_ps(p, v); }
   static vec set1(T x) { return _mm256_set1_ps(x); }

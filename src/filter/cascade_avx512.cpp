@@ -27,7 +27,6 @@ struct F64x8 {
   using vec = __m512d;
   using mask = __mmask8;
   static constexpr int L = 8;
-  static vec zero() { return _mm512_setzero_pd(); }
   static vec load(const T* p) { return _mm512_load_pd(p); }
   static void store(T* p, vec v) { _mm512_store_pd(p, v); }
   static vec set1(T x) { return _mm512_set1_pd(x); }
@@ -46,7 +45,6 @@ struct F32x16 {
   using vec = __m512;
   using mask = __mmask16;
   static constexpr int L = 16;
-  static vec zero() { return _mm512_setzero_ps(); }
   static vec load(const T* p) { return _mm512_load_ps(p); }
   static void store(T* p, vec v) { _mm512_store_ps(p, v); }
   static vec set1(T x) { return _mm512_set1_ps(x); }

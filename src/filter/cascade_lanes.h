@@ -17,7 +17,7 @@
 // lanes without a sample; those keep their delay values by a masked update,
 // and their meaningless outputs only ever reach other idle lanes.
 //
-// The traits V provide: T, vec, mask, L, zero, load, store, set1, add, sub,
+// The traits V provide: T, vec, mask, L, load, store, set1, add, sub,
 // mul, shift (prev, cur) -> [prev[L-1], cur[0..L-2]], lanes(base, lo, hi) ->
 // mask of lanes base+l within [lo, hi], and select(mask, new, old).
 #pragma once

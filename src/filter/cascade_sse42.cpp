@@ -14,7 +14,6 @@ struct F64x2 {
   using vec = __m128d;
   using mask = __m128d;
   static constexpr int L = 2;
-  static vec zero() { return _mm_setzero_pd(); }
   static vec load(const T* p) { return _mm_load_pd(p); }
   static void store(T* p, vec v) { _mm_store_pd(p, v); }
   static vec set1(T x) { return _mm_set1_pd(x); }
@@ -34,7 +33,6 @@ struct F32x4 {
   using vec = __m128;
   using mask = __m128;
   static constexpr int L = 4;
-  static vec zero() { return _mm_setzero_ps(); }
   static vec load(const T* p) { return _mm_load_ps(p); }
   static void store(T* p, vec v) { _mm_store_ps(p, v); }
   static vec set1(T x) { return _mm_set1_ps(x); }

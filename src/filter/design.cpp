@@ -11,7 +11,7 @@ namespace {
 
 using cd = std::complex<double>;
 using Roots = std::vector<cd>;
-constexpr double kPi = std::numbers::pi;
+using std::numbers::pi;
 
 [[noreturn]] void reject() { throw std::invalid_argument(""); }
 
@@ -34,7 +34,7 @@ cd product_of_negated(const Roots& r) {
 }
 
 // The angle pi m / (2N) of the m-th prototype root, m = -N+1, -N+3, ..., N-1.
-double prototype_angle(int m, int n) { return kPi * double(m) / (2.0 * double(n)); }
+double prototype_angle(int m, int n) { return pi * double(m) / (2.0 * double(n)); }
 
 // Butterworth: N poles evenly spaced on the left half of the unit circle.
 ZpkTuple butterworth_prototype(int n) {
@@ -66,7 +66,7 @@ ZpkTuple chebyshev2_prototype(int n, double attenuation_db) {
   Roots z, p;
   for (int m = -n + 1; m < n; m += 2) {
     if (m == 0) continue;  // odd N: the zero would lie at infinity
-    z.push_back(-std::conj(cd(0.0, 1.0) / std::sin(double(m) * kPi / (2.0 * double(n)))));
+    z.push_back(-std::conj(cd(0.0, 1.0) / std::sin(double(m) * pi / (2.0 * double(n)))));
   }
   const double sh = std::sinh(mu), ch = std::cosh(mu);
   for (int m = -n + 1; m < n; m += 2) {
@@ -159,8 +159,8 @@ ZpkTuple design_iir(int family, int band, uint8_t order, bool has_sample_rate, b
   const double wn2 = has_sample_rate ? 2.0 * f2 / sample_rate : f2;
   if (!(wn1 > 0.0 && wn1 < 1.0)) reject();
   if ((band == kBandpass || band == kBandstop) && !(wn2 > 0.0 && wn2 < 1.0)) reject();
-  const double w1 = 4.0 * std::tan(kPi * wn1 / 2.0);
-  const double w2 = 4.0 * std::tan(kPi * wn2 / 2.0);
+  const double w1 = 4.0 * std::tan(pi * wn1 / 2.0);
+  const double w2 = 4.0 * std::tan(pi * wn2 / 2.0);
 
   const int n = order;
   ZpkTuple proto;
@@ -195,9 +195,9 @@ std::tuple<std::vector<double>, std::vector<double>> design_resonator(int kind, 
   constexpr double kNotchFactor = 0x1.0000000000001p+0;  // 0x3FF0000000000001
   constexpr double kPeakFactor = 0x1.fffffffffffffp-1;   // 0x3FEFFFFFFFFFFFFF
   const double bw = w0 / q;
-  const double t = std::tan(kPi * bw / 2.0);
+  const double t = std::tan(pi * bw / 2.0);
   const double g = 1.0 / (1.0 + t * (kind == kNotch ? kNotchFactor : kPeakFactor));
-  const double c = std::cos(kPi * w0);
+  const double c = std::cos(pi * w0);
   std::vector<double> a{1.0, -2.0 * g * c, 2.0 * g - 1.0};
   std::vector<double> b;
   if (kind == kNotch)

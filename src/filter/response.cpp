@@ -13,7 +13,7 @@ namespace morvex::filter {
 
 namespace {
 
-constexpr double kTwoPi = 2.0 * std::numbers::pi;
+using std::numbers::pi;
 
 struct TfParams {
   const double* b;
@@ -55,7 +55,7 @@ void tf_point(uint64_t i, const TfParams& p) {
   const double w = grid_point(p.grid, i);
   const double er = std::cos(w), ei = -std::sin(w);  // exp(-jw)
   const std::complex<double> h = divide(horner(p.b, p.nb, er, ei), horner(p.a, p.na, er, ei));
-  p.frequencies[i] = w * p.sample_rate / kTwoPi;
+  p.frequencies[i] = w * p.sample_rate / (2 * pi);
   p.response[i] = {h.real(), h.imag()};
 }
 
@@ -81,19 +81,19 @@ void zpk_point(uint64_t i, const ZpkParams& p) {
   const double w = grid_point(p.grid, i);
   const std::complex<double> e(std::cos(w), std::sin(w));
   const std::complex<double> h = divide(p.k * from_roots(p.z, p.nz, e), from_roots(p.p, p.np, e));
-  p.frequencies[i] = w * p.sample_rate / kTwoPi;
+  p.frequencies[i] = w * p.sample_rate / (2 * pi);
   p.response[i] = {h.real(), h.imag()};
 }
 
 }  // namespace
 
 Grid make_grid(uint64_t count, bool whole, bool include_end, bool logarithmic, double sample_rate) {
-  const double last = whole ? kTwoPi : std::numbers::pi;
+  const double last = whole ? 2 * pi : pi;
   const bool endpoint = include_end && !whole;
   const uint64_t div = endpoint ? count - 1 : count;
   Grid g;
   g.logarithmic = logarithmic;
-  g.start = logarithmic ? std::log10(kTwoPi / sample_rate) : 0.0;
+  g.start = logarithmic ? std::log10((2 * pi) / sample_rate) : 0.0;
   g.end = logarithmic ? std::log10(last) : last;
   g.step = div > 0 ? (g.end - g.start) / double(div) : 0.0;
   g.end_index = endpoint && count > 1 ? count - 1 : UINT64_MAX;

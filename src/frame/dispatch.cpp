@@ -13,6 +13,7 @@
 
 #include <cstring>
 
+#include "frame/call_time.h"
 #include "frame/flags.h"
 #include "ops/kernels.h"
 
@@ -165,6 +166,16 @@ const char* slot_variant(Slot s) {
   if (k == r->sse42) return "sse4.2";
   if (k == r->plain) return "plain";
   return "?";
+}
+
+// The call-time families (call_time.h), in the table's order.
+std::span<const CallTimeFamily> call_time_families() {
+  static constexpr CallTimeFamily kFamilies[] = {
+#define MORVEX_CALL_TIME_ROW(id, exports, ...) {exports, call_time::id::current},
+      MORVEX_CALL_TIME_FAMILIES(MORVEX_CALL_TIME_ROW)
+#undef MORVEX_CALL_TIME_ROW
+  };
+  return kFamilies;
 }
 
 }  // namespace morvex::frame

@@ -1,6 +1,8 @@
 // Kernel slots: process-wide function pointers, one per forwarding export,
 // filled by three setters at start-up and after every accepted option change.
-// The table of variants and the conditions that pick them are in dispatch.cpp.
+// The table of variants and the conditions that pick them are in dispatch.cpp;
+// the exports that choose their kernel at every call instead have their table
+// in call_time.h.
 #pragma once
 
 #include <atomic>

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 
 namespace morvex::generate {
 
@@ -23,28 +23,18 @@ void cos_ramp_plain(Ramp r, uint64_t first, uint64_t step, std::size_t n, double
 
 }  // namespace cos_detail
 
-// Chosen at each call from the option flags, so that switching a processor
-// option off takes effect at once; every choice gives the same values.
+// Chosen at each call from the option flags (frame/call_time.h: cosine), so
+// that switching a processor option off takes effect at once; every choice
+// gives the same values.
 void cos_exact(const double* x, double* out, std::size_t n) {
-  if (frame::use_avx512())
-    cos_detail::cos_avx512(x, out, n);
-  else if (frame::use_avx2_fma3())
-    cos_detail::cos_avx2(x, out, n);
-  else
-    cos_detail::cos_plain(x, out, n);
+  using namespace cos_detail;
+  frame::call_time::cosine::choose(cos_avx512, cos_avx2, cos_plain)(x, out, n);
 }
 
-}  // namespace morvex::generate
-
-namespace morvex::generate {
-
 void cos_ramp(Ramp r, uint64_t first, uint64_t step, std::size_t n, double mul, double other, double* out) {
-  if (frame::use_avx512())
-    cos_detail::cos_ramp_avx512(r, first, step, n, mul, other, out);
-  else if (frame::use_avx2_fma3())
-    cos_detail::cos_ramp_avx2(r, first, step, n, mul, other, out);
-  else
-    cos_detail::cos_ramp_plain(r, first, step, n, mul, other, out);
+  using namespace cos_detail;
+  frame::call_time::cosine::choose(cos_ramp_avx512, cos_ramp_avx2, cos_ramp_plain)(r, first, step, n, mul, other,
+                                                                                   out);
 }
 
 }  // namespace morvex::generate

@@ -6,6 +6,25 @@ namespace morvex::generate::cos_detail {
 
 namespace {
 
+// For each 4-bit lane mask, the 32-bit element order that moves the 64-bit
+// lanes of the set bits to the front, in order (the rest of the vector is
+// don't-care).
+struct PackTable {
+  alignas(32) int32_t lanes[16][8];
+  constexpr PackTable() : lanes{} {
+    for (unsigned mask = 0; mask < 16; ++mask) {
+      unsigned to = 0;
+      for (unsigned lane = 0; lane < 4; ++lane)
+        if (mask >> lane & 1u) {
+          lanes[mask][2 * to] = int32_t(2 * lane);
+          lanes[mask][2 * to + 1] = int32_t(2 * lane + 1);
+          ++to;
+        }
+    }
+  }
+};
+constexpr PackTable kPack;
+
 struct Avx2 {
   using V = __m256d;
   static constexpr unsigned kLanes = 4;
@@ -36,18 +55,15 @@ struct Avx2 {
     sl = _mm256_permute2f128_pd(l01, l23, 0x31);
   }
   // Appends the arguments and offsets of the rejected lanes; returns how
-  // many. Every lane is written and the count advanced by its bit, so no
-  // branch depends on which lanes were rejected.
+  // many. AVX2 has no compress: one permute per mask from a table packs the
+  // rejected lanes to the front, and both vectors are stored whole (the
+  // buffers have a vector's room past the count).
   static unsigned note(V v, uint64_t offset, unsigned rejected, double* arg, uint64_t* where) {
-    alignas(32) double lanes[4];
-    _mm256_store_pd(lanes, v);
-    unsigned count = 0;
-    for (unsigned lane = 0; lane < 4; ++lane) {
-      arg[count] = lanes[lane];
-      where[count] = offset + lane;
-      count += (rejected >> lane) & 1u;
-    }
-    return count;
+    const __m256i order = _mm256_load_si256(reinterpret_cast<const __m256i*>(kPack.lanes[rejected]));
+    _mm256_storeu_pd(arg, _mm256_castsi256_pd(_mm256_permutevar8x32_epi32(_mm256_castpd_si256(v), order)));
+    const __m256i lanes = _mm256_add_epi64(_mm256_set1_epi64x(int64_t(offset)), _mm256_set_epi64x(3, 2, 1, 0));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(where), _mm256_permutevar8x32_epi32(lanes, order));
+    return unsigned(__builtin_popcount(rejected));
   }
   // Lanes failing the acceptance test of cos_exact_simd.h:
   // |vl| <= 0.4 u - kError, |x| <= kMaxArg, vh not a power of two.

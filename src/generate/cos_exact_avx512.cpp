@@ -49,11 +49,14 @@ struct Avx512 {
     sl = _mm512_permutex2var_pd(l01, sin_order, l23);
   }
   // Appends the arguments and offsets of the rejected lanes; returns how many.
+  // The lanes are packed in a register and stored whole (the buffers have a
+  // vector's room past the count): a compress straight to memory is a slow,
+  // microcoded instruction on some processors, tens of cycles against one.
   static unsigned note(V v, uint64_t offset, unsigned rejected, double* arg, uint64_t* where) {
     const __mmask8 m = __mmask8(rejected);
-    _mm512_mask_compressstoreu_pd(arg, m, v);
+    _mm512_storeu_pd(arg, _mm512_maskz_compress_pd(m, v));
     const __m512i lanes = _mm512_add_epi64(_mm512_set1_epi64(int64_t(offset)), _mm512_set_epi64(7, 6, 5, 4, 3, 2, 1, 0));
-    _mm512_mask_compressstoreu_epi64(where, m, lanes);
+    _mm512_storeu_si512(where, _mm512_maskz_compress_epi64(m, lanes));
     return unsigned(__builtin_popcount(rejected));
   }
   // Lanes failing the acceptance test of cos_exact_simd.h:

@@ -7,17 +7,30 @@
 // (four cosines) computes each weight once for an element and its mirror.
 // Bartlett, Welch, Parzen and Gaussian are cheap enough to run on the calling
 // thread.
+//
+// Every window but Bartlett and Welch (a division per element, about what
+// a lookup costs) keeps the multipliers w(i) * s it computed in the calling
+// thread's store (weight_cache.h); a later call with the same window, length,
+// normalisation, parameter and element type multiplies by them: the same
+// doubles, so the same bits. The multiply runs on the calling thread: it
+// moves data at the cache's or memory's speed, which a second core adds
+// little to, and a hand-off to the pool costs more than a cached block's
+// multiply and, on a loaded machine, can wait far longer for a worker.
 #include "generate/window.h"
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <type_traits>
 
 #include "frame/split.h"
 #include "generate/cos_exact.h"
+#include "generate/weight_cache.h"
+#include "generate/window_weigh.h"
 #include "morvex-m/generate.h"
 #include "ops/overlap.h"
 
@@ -53,10 +66,40 @@ inline double factor(double s) {
   return double(static_cast<T>(s));
 }
 
-// out = (w * s) * in, in double, rounded once to the element type.
+// out = (w * s) * in, in double, rounded once to the element type; the
+// multiplier w * s is what the store keeps (window_weigh.h applies it).
 template <class T>
-inline T weigh(double w, double s, T x) {
-  return static_cast<T>(w * s * double(x));
+inline T weigh(double ws, T x) {
+  return static_cast<T>(ws * double(x));
+}
+
+// The windows' numbers in the store's keys.
+enum WindowId : uint32_t {
+  kIdHanning, kIdHamming, kIdBlackman, kIdBlackmanHarris, kIdNuttall, kIdBlackmanNuttall, kIdFlattop,
+  kIdParzen, kIdGaussian
+};
+
+// Applies a window through the store: its kept multipliers if this thread
+// has them, else Compute(keep), which weights the block and, when keep is
+// not null, also writes every multiplier there. A one-element window is
+// not kept (its weight may be a NaN, whose bits the flat-top's float
+// product would not keep).
+template <class T, class Compute>
+int32_t through_store(WindowId window, bool normalize, uint64_t shape, const T* in, T* out, uint64_t n,
+                      Compute&& compute) {
+  if (n < 2) {
+    compute(nullptr);
+    return 0;
+  }
+  const WeightKey key{window, uint16_t(sizeof(T)), uint16_t(normalize), n, shape};
+  const WeightLookup w = find_weights(key);
+  if (w.ready) {
+    weigh_kept(w.ready, in, out, n);
+    return 0;
+  }
+  compute(w.fill);
+  if (w.fill) weights_filled(key);
+  return 0;
 }
 
 // ---------------------------------------------------------------- cosine sums
@@ -64,19 +107,22 @@ inline T weigh(double w, double s, T x) {
 // w = a0 - a1 cos x + a2 cos 2x - a3 cos 3x + a4 cos 4x with `terms` terms;
 // Hanning (terms 0) is written (1 - cos x) * 0.5.
 struct CosineSum {
+  WindowId id;
   int terms;
   double a[5];
   Normalisation norm;
 };
 
-constexpr CosineSum kHanning{0, {0.5, 0.5}, Normalisation(2.0)};
-constexpr CosineSum kHamming{2, {0.54, 0.46}, Normalisation(1.8518518518518516)};
-constexpr CosineSum kBlackman{3, {0.42, 0.5, 0.08}, Normalisation(2.380952380952381)};
-constexpr CosineSum kBlackmanHarris{4, {0.35875, 0.48829, 0.14128, 0.01168}, Normalisation(2.787456445993031)};
-constexpr CosineSum kNuttall{4, {0.355768, 0.487396, 0.144232, 0.012604}, Normalisation(2.8108205347304986)};
-constexpr CosineSum kBlackmanNuttall{4, {0.3635819, 0.4891775, 0.1365995, 0.0106411},
+constexpr CosineSum kHanning{kIdHanning, 0, {0.5, 0.5}, Normalisation(2.0)};
+constexpr CosineSum kHamming{kIdHamming, 2, {0.54, 0.46}, Normalisation(1.8518518518518516)};
+constexpr CosineSum kBlackman{kIdBlackman, 3, {0.42, 0.5, 0.08}, Normalisation(2.380952380952381)};
+constexpr CosineSum kBlackmanHarris{kIdBlackmanHarris, 4, {0.35875, 0.48829, 0.14128, 0.01168},
+                                    Normalisation(2.787456445993031)};
+constexpr CosineSum kNuttall{kIdNuttall, 4, {0.355768, 0.487396, 0.144232, 0.012604},
+                             Normalisation(2.8108205347304986)};
+constexpr CosineSum kBlackmanNuttall{kIdBlackmanNuttall, 4, {0.3635819, 0.4891775, 0.1365995, 0.0106411},
                                      Normalisation(2.7504119429487552)};
-constexpr CosineSum kFlattop{5, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368},
+constexpr CosineSum kFlattop{kIdFlattop, 5, {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368},
                              Normalisation(4.638671818375588)};
 
 // The weight from the cosines of its angle multiples: c0 = cos x,
@@ -122,30 +168,35 @@ struct WindowJob {
   uint64_t n;
   double nm1;  // N - 1, the denominator of every symmetric window
   double scale;
+  double* keep;  // where the multipliers go as well, or null
 };
 
 template <class T>
-WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale) {
-  return WindowJob<T>{in, out, n, double(n - 1), scale};
+WindowJob<T> make_job(const T* in, T* out, uint64_t n, double scale, double* keep = nullptr) {
+  return WindowJob<T>{in, out, n, double(n - 1), scale, keep};
 }
 
 // The export splits with step 1: a chunk is a contiguous stretch.
 template <class T, const CosineSum& W>
 void cosine_sum_block(uint64_t first, uint64_t step, uint64_t count, const WindowJob<T>& j) {
   frame::for_each_run<kRun>(first, step, count, [&](uint64_t base, uint64_t run) {
-    double weight[kRun];
-    cosine_sum_weights<W>(base, 1, run, j.nm1, weight);
+    double ws[kRun];
+    cosine_sum_weights<W>(base, 1, run, j.nm1, ws);
+    for (uint64_t k = 0; k < run; ++k) ws[k] = ws[k] * j.scale;
+    if (j.keep) std::copy(ws, ws + run, j.keep + base);
     const T* in = j.in + base;
     T* out = j.out + base;
-    for (uint64_t k = 0; k < run; ++k) out[k] = weigh(weight[k], j.scale, in[k]);
+    for (uint64_t k = 0; k < run; ++k) out[k] = weigh(ws[k], in[k]);
   });
 }
 
 template <const CosineSum& W, class T>
 int32_t cosine_sum(const T* in, T* out, uint64_t n, int32_t normalize) {
-  const WindowJob<T> j = make_job(in, out, n, factor<T>(W.norm, normalize != 0));
-  frame::split_blocks<WindowJob<T>, cosine_sum_block<T, W>>(0, n, 1, j);
-  return 0;
+  const bool norm = normalize != 0;
+  return through_store(W.id, norm, 0, in, out, n, [&](double* keep) {
+    const WindowJob<T> j = make_job(in, out, n, factor<T>(W.norm, norm), keep);
+    frame::split_blocks<WindowJob<T>, cosine_sum_block<T, W>>(0, n, 1, j);
+  });
 }
 
 // ---------------------------------------------------------------- flat-top
@@ -156,8 +207,11 @@ inline void flattop_apply(const WindowJob<T>& j, uint64_t i, double w) {
   if constexpr (std::is_same_v<T, float>) {
     const float ws = static_cast<float>(w * j.scale);
     j.out[i] = ws * j.in[i];
+    if (j.keep) j.keep[i] = double(ws);
   } else {
-    j.out[i] = w * j.scale * j.in[i];
+    const double ws = w * j.scale;
+    j.out[i] = ws * j.in[i];
+    if (j.keep) j.keep[i] = ws;
   }
 }
 
@@ -183,18 +237,22 @@ void flattop_walk_impl(const WindowJob<T>& j, uint64_t begin, uint64_t end, uint
 template <class T>
 int32_t flattop(const T* in, T* out, uint64_t n, bool normalize) {
   if (n == 0) return 0;
-  const WindowJob<T> j = make_job(in, out, n, factor<T>(kFlattop.norm, normalize));
-  try {
-    flattop_walk_impl(j, 0, n / 2, 1);
-  } catch (...) {  // unreachable with step 1; kept so nothing crosses the C boundary
-    return MORVEX_M_FAILED;
-  }
-  if (n & 1) {
-    double w;
-    cosine_sum_weights<kFlattop>(n / 2, 1, 1, j.nm1, &w);
-    flattop_apply(j, n / 2, w);
-  }
-  return 0;
+  int32_t status = 0;
+  through_store(kIdFlattop, normalize, 0, in, out, n, [&](double* keep) {
+    const WindowJob<T> j = make_job(in, out, n, factor<T>(kFlattop.norm, normalize), keep);
+    try {
+      flattop_walk_impl(j, 0, n / 2, 1);
+    } catch (...) {  // unreachable with step 1; kept so nothing crosses the C boundary
+      status = MORVEX_M_FAILED;
+      return;
+    }
+    if (n & 1) {
+      double w;
+      cosine_sum_weights<kFlattop>(n / 2, 1, 1, j.nm1, &w);
+      flattop_apply(j, n / 2, w);
+    }
+  });
+  return status;
 }
 
 // ---------------------------------------------------------------- Bartlett, Welch
@@ -244,7 +302,7 @@ void poly_window(const T* in, T* out, uint64_t n, double scale) {
       store2(out + i, _mm_mul_pd(_mm_mul_pd(w, vs), load2(in + i)));
     }
   }
-  for (; i < n; ++i) out[i] = weigh(poly_weight<K>((double(i) - c) / c), scale, in[i]);
+  for (; i < n; ++i) out[i] = weigh(poly_weight<K>((double(i) - c) / c) * scale, in[i]);
 }
 
 // ---------------------------------------------------------------- Parzen
@@ -253,10 +311,12 @@ void poly_window(const T* in, T* out, uint64_t n, double scale) {
 // symmetric; the middle element of an odd N is written once (in place, a
 // second write would weight it twice).
 template <class T>
-inline void apply_mirrored(const T* in, T* out, uint64_t n, uint64_t i, double w, double scale) {
+inline void apply_mirrored(const T* in, T* out, uint64_t n, uint64_t i, double w, double scale, double* keep) {
   const uint64_t m = n - 1 - i;
-  out[i] = weigh(w, scale, in[i]);
-  if (m != i) out[m] = weigh(w, scale, in[m]);
+  const double ws = w * scale;
+  out[i] = weigh(ws, in[i]);
+  if (m != i) out[m] = weigh(ws, in[m]);
+  if (keep) keep[i] = keep[m] = ws;
 }
 
 // The f32 form does the index arithmetic (c, h, i - c) in float.
@@ -264,19 +324,20 @@ template <class T>
 int32_t parzen(const T* in, T* out, uint64_t n, bool normalize) {
   static constexpr Normalisation kNorm(2.6666666666666665);
   if (n == 0) return 0;
-  const double scale = factor<T>(kNorm, normalize);
-  const T c = static_cast<T>(n - 1) * T(0.5), h = static_cast<T>(n) * T(0.5);
-  const double hd = double(h);
-  uint64_t i = 0;
-  for (; i < n / 4; ++i) {  // outer quarters: 2 (1 - |d|/h)^3
-    const double d = double(static_cast<T>(i) - c);
-    apply_mirrored(in, out, n, i, 2.0 * std::pow(1.0 - std::fabs(d) / hd, 3.0), scale);
-  }
-  for (; i <= (n - 1) / 2; ++i) {  // middle half: 1 - 6 (d/h)^2 (1 - |d|/h)
-    const double d = double(static_cast<T>(i) - c), r = d / hd;
-    apply_mirrored(in, out, n, i, 1.0 - 6.0 * (r * r) * (1.0 - std::fabs(d) / hd), scale);
-  }
-  return 0;
+  return through_store(kIdParzen, normalize, 0, in, out, n, [&](double* keep) {
+    const double scale = factor<T>(kNorm, normalize);
+    const T c = static_cast<T>(n - 1) * T(0.5), h = static_cast<T>(n) * T(0.5);
+    const double hd = double(h);
+    uint64_t i = 0;
+    for (; i < n / 4; ++i) {  // outer quarters: 2 (1 - |d|/h)^3
+      const double d = double(static_cast<T>(i) - c);
+      apply_mirrored(in, out, n, i, 2.0 * std::pow(1.0 - std::fabs(d) / hd, 3.0), scale, keep);
+    }
+    for (; i <= (n - 1) / 2; ++i) {  // middle half: 1 - 6 (d/h)^2 (1 - |d|/h)
+      const double d = double(static_cast<T>(i) - c), r = d / hd;
+      apply_mirrored(in, out, n, i, 1.0 - 6.0 * (r * r) * (1.0 - std::fabs(d) / hd), scale, keep);
+    }
+  });
 }
 
 // ---------------------------------------------------------------- Gaussian
@@ -285,14 +346,21 @@ template <class T>
 int32_t gaussian(const T* in, T* out, uint64_t n, bool normalize, T alpha_t) {
   if (n == 0) return 0;
   const double alpha = double(alpha_t);
-  const double scale =
-      normalize ? factor<T>(std::sqrt(2.0) * alpha / (std::erf(alpha / std::sqrt(2.0)) * std::sqrt(kPi))) : 1.0;
-  const double m = double(n - 1), m2 = m * m, k = -2.0 * alpha * alpha;
-  for (uint64_t i = 0; i < n; ++i) {
-    const double d = double(i) - 0.5 * m;
-    out[i] = weigh(std::exp(d * d * k / m2), scale, in[i]);
-  }
-  return 0;
+  // Keyed by alpha's bits: windows of different alphas (and of -0.0 and
+  // 0.0, whose factors differ) are different windows.
+  uint64_t alpha_bits;
+  std::memcpy(&alpha_bits, &alpha, sizeof alpha);
+  return through_store(kIdGaussian, normalize, alpha_bits, in, out, n, [&](double* keep) {
+    const double scale =
+        normalize ? factor<T>(std::sqrt(2.0) * alpha / (std::erf(alpha / std::sqrt(2.0)) * std::sqrt(kPi))) : 1.0;
+    const double m = double(n - 1), m2 = m * m, k = -2.0 * alpha * alpha;
+    for (uint64_t i = 0; i < n; ++i) {
+      const double d = double(i) - 0.5 * m;
+      const double ws = std::exp(d * d * k / m2) * scale;
+      if (keep) keep[i] = ws;
+      out[i] = weigh(ws, in[i]);
+    }
+  });
 }
 
 // ---------------------------------------------------------------- exports

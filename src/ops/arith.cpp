@@ -8,19 +8,15 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/arith.h"
 #include "ops/arith.h"
 #include "ops/overlap.h"
+#include "ops/stream.h"
 
 namespace morvex::ops {
 
 namespace {
-
-// Outputs at least this large do not fit in the caches: they are written with
-// streaming stores, which send whole lines to memory without reading them in
-// first (nearly doubling the fill rate there). The values are the same.
-constexpr uint64_t kStreamBytes = uint64_t(8) << 20;
 
 // Four f32 or two f64 lanes (SSE2), with the element-wise operators of
 // scalars, so the same operation lambda serves both.
@@ -50,7 +46,7 @@ template <bool Vectorisable, class T, class Op>
 void binary_bulk(const T* __restrict a, const T* __restrict b, T* __restrict out, uint64_t n, Op op) {
   uint64_t i = 0;
   if constexpr (Vectorisable) {
-    if (n * sizeof(T) >= kStreamBytes) {
+    if (n * sizeof(T) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 16; ++i) out[i] = op(a[i], b[i]);
       for (; i + 16 / sizeof(T) <= n; i += 16 / sizeof(T)) stream(out + i, op(load(a + i), load(b + i)));
       _mm_sfence();
@@ -63,7 +59,7 @@ template <bool Vectorisable, class T, class Op>
 void unary_bulk(const T* __restrict in, T* __restrict out, uint64_t n, Op op) {
   uint64_t i = 0;
   if constexpr (Vectorisable) {
-    if (n * sizeof(T) >= kStreamBytes) {
+    if (n * sizeof(T) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 16; ++i) out[i] = op(in[i]);
       for (; i + 16 / sizeof(T) <= n; i += 16 / sizeof(T)) stream(out + i, op(load(in + i)));
       _mm_sfence();
@@ -154,26 +150,19 @@ extern "C" {
 MORVEX_ARITH_DEFINE(float, f32, ::fmodf)
 MORVEX_ARITH_DEFINE(double, f64, ::fmod)
 
-// The one arithmetic export with processor kernels, chosen at every call.
+// The one arithmetic export with processor kernels, chosen at every call
+// (frame/call_time.h: mulc_addc).
 int32_t morvex_m_mulc_addc_f32(const float* in, float* out, uint64_t n, float m, float c) {
-  using namespace morvex;
-  if (frame::use_avx2_fma3())
-    ops::mulc_addc_f32_avx2(in, out, n, m, c);
-  else if (frame::use_sse42())
-    ops::mulc_addc_f32_sse42(in, out, n, m, c);
-  else
-    ops::mulc_addc_f32_plain(in, out, n, m, c);
+  using namespace morvex::ops;
+  morvex::frame::call_time::mulc_addc::choose(mulc_addc_f32_avx2, mulc_addc_f32_sse42, mulc_addc_f32_plain)(
+      in, out, n, m, c);
   return 0;
 }
 
 int32_t morvex_m_mulc_addc_f64(const double* in, double* out, uint64_t n, double m, double c) {
-  using namespace morvex;
-  if (frame::use_avx2_fma3())
-    ops::mulc_addc_f64_avx2(in, out, n, m, c);
-  else if (frame::use_sse42())
-    ops::mulc_addc_f64_sse42(in, out, n, m, c);
-  else
-    ops::mulc_addc_f64_plain(in, out, n, m, c);
+  using namespace morvex::ops;
+  morvex::frame::call_time::mulc_addc::choose(mulc_addc_f64_avx2, mulc_addc_f64_sse42, mulc_addc_f64_plain)(
+      in, out, n, m, c);
   return 0;
 }
 

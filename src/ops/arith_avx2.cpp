@@ -9,18 +9,15 @@
 
 #include "ops/arith.h"
 #include "ops/overlap.h"
+#include "ops/stream.h"
 
 namespace morvex::ops {
-
-namespace {
-constexpr uint64_t kStreamBytes = uint64_t(8) << 20;  // larger outputs bypass the caches
-}
 
 void mulc_addc_f32_avx2(const float* in, float* out, uint64_t n, float m, float c) {
   uint64_t i = 0;
   if (disjoint(out, in, n)) {
     const __m256 vm = _mm256_set1_ps(m), vc = _mm256_set1_ps(c);
-    if (n * sizeof(float) >= kStreamBytes) {
+    if (n * sizeof(float) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 32; ++i) out[i] = std::fma(in[i], m, c);
       for (; i + 8 <= n; i += 8) _mm256_stream_ps(out + i, _mm256_fmadd_ps(_mm256_loadu_ps(in + i), vm, vc));
       _mm_sfence();
@@ -42,7 +39,7 @@ void mulc_addc_f64_avx2(const double* in, double* out, uint64_t n, double m, dou
   uint64_t i = 0;
   if (disjoint(out, in, n)) {
     const __m256d vm = _mm256_set1_pd(m), vc = _mm256_set1_pd(c);
-    if (n * sizeof(double) >= kStreamBytes) {
+    if (n * sizeof(double) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 32; ++i) out[i] = std::fma(in[i], m, c);
       for (; i + 4 <= n; i += 4) _mm256_stream_pd(out + i, _mm256_fmadd_pd(_mm256_loadu_pd(in + i), vm, vc));
       _mm_sfence();

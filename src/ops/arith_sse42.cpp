@@ -5,18 +5,15 @@
 
 #include "ops/arith.h"
 #include "ops/overlap.h"
+#include "ops/stream.h"
 
 namespace morvex::ops {
-
-namespace {
-constexpr uint64_t kStreamBytes = uint64_t(8) << 20;
-}
 
 void mulc_addc_f32_sse42(const float* in, float* out, uint64_t n, float m, float c) {
   uint64_t i = 0;
   if (disjoint(out, in, n)) {
     const __m128 vm = _mm_set1_ps(m), vc = _mm_set1_ps(c);
-    if (n * sizeof(float) >= kStreamBytes) {
+    if (n * sizeof(float) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 16; ++i) out[i] = in[i] * m + c;
       for (; i + 4 <= n; i += 4) _mm_stream_ps(out + i, _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(in + i), vm), vc));
       _mm_sfence();
@@ -34,7 +31,7 @@ void mulc_addc_f64_sse42(const double* in, double* out, uint64_t n, double m, do
   uint64_t i = 0;
   if (disjoint(out, in, n)) {
     const __m128d vm = _mm_set1_pd(m), vc = _mm_set1_pd(c);
-    if (n * sizeof(double) >= kStreamBytes) {
+    if (n * sizeof(double) >= simd::kStreamBytes) {
       for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 16; ++i) out[i] = in[i] * m + c;
       for (; i + 2 <= n; i += 2) _mm_stream_pd(out + i, _mm_add_pd(_mm_mul_pd(_mm_loadu_pd(in + i), vm), vc));
       _mm_sfence();

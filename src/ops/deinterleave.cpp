@@ -2,14 +2,15 @@
 // split into one array per channel.
 //
 // The N-channel exports divide the sample total by N with the C library's
-// div: q whole frames go through the kernel chosen at this call (AVX2+FMA3
-// for 2-channel u8, else SSE4.2 for 2 to 4 channels, else the plain loop);
+// div: q whole frames go through the kernel chosen at this call
+// (frame/call_time.h: AVX2+FMA3 for 2-channel u8, else SSE4.2 for 2 to 4
+// channels, else the plain loop);
 // the r samples of an incomplete last frame then go to channels 0..r-1, so no
 // sample is dropped. The 5- and 6-channel forms use the plain loop only.
 #include <cstdlib>
 #include <cstring>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/ops.h"
 #include "ops/elements.h"
 #include "ops/kernels.h"
@@ -29,18 +30,6 @@ MORVEX_DEINTERLEAVE_PLAIN(4, uint16_t, u16)
 #undef MORVEX_DEINTERLEAVE_PLAIN
 
 namespace {
-
-using FrameKernel8 = void(const uint8_t*, uint64_t, uint8_t* const*);
-using FrameKernel16 = void(const uint16_t*, uint64_t, uint16_t* const*);
-
-FrameKernel8* choose(FrameKernel8* avx2, FrameKernel8* sse42, FrameKernel8* plain) {
-  if (avx2 && frame::use_avx2_fma3()) return avx2;
-  if (sse42 && frame::use_sse42()) return sse42;
-  return plain;
-}
-FrameKernel16* choose(FrameKernel16* sse42, FrameKernel16* plain) {
-  return frame::use_sse42() ? sse42 : plain;
-}
 
 template <unsigned N, class T, class Kernel>
 int32_t deinterleave(const T* src, int32_t total, T* const* dst, Kernel* kernel) {
@@ -68,21 +57,22 @@ void gather(const unsigned char* src, uint64_t stride, uint64_t count, unsigned 
 }  // namespace morvex::ops
 
 using namespace morvex::ops;
+namespace call_time = morvex::frame::call_time;
 
 extern "C" {
 
 int32_t morvex_m_deinterleave2_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1) {
   uint8_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, choose(deinterleave2_u8_avx2, deinterleave2_u8_sse42, deinterleave2_u8_plain));
+  return deinterleave<2>(src, total, dst, call_time::deinterleave2_u8::choose(deinterleave2_u8_avx2, deinterleave2_u8_sse42, deinterleave2_u8_plain));
 }
 int32_t morvex_m_deinterleave3_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1, uint8_t* dst2) {
   uint8_t* const dst[] = {dst0, dst1, dst2};
-  return deinterleave<3>(src, total, dst, choose(nullptr, deinterleave3_u8_sse42, deinterleave3_u8_plain));
+  return deinterleave<3>(src, total, dst, call_time::deinterleave::choose(deinterleave3_u8_sse42, deinterleave3_u8_plain));
 }
 int32_t morvex_m_deinterleave4_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1, uint8_t* dst2,
                                   uint8_t* dst3) {
   uint8_t* const dst[] = {dst0, dst1, dst2, dst3};
-  return deinterleave<4>(src, total, dst, choose(nullptr, deinterleave4_u8_sse42, deinterleave4_u8_plain));
+  return deinterleave<4>(src, total, dst, call_time::deinterleave::choose(deinterleave4_u8_sse42, deinterleave4_u8_plain));
 }
 int32_t morvex_m_deinterleave5_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1, uint8_t* dst2,
                                   uint8_t* dst3, uint8_t* dst4) {
@@ -97,17 +87,17 @@ int32_t morvex_m_deinterleave6_u8(const uint8_t* src, int32_t total, uint8_t* ds
 
 int32_t morvex_m_deinterleave2_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1) {
   uint16_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, choose(deinterleave2_u16_sse42, deinterleave2_u16_plain));
+  return deinterleave<2>(src, total, dst, call_time::deinterleave::choose(deinterleave2_u16_sse42, deinterleave2_u16_plain));
 }
 int32_t morvex_m_deinterleave3_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1,
                                    uint16_t* dst2) {
   uint16_t* const dst[] = {dst0, dst1, dst2};
-  return deinterleave<3>(src, total, dst, choose(deinterleave3_u16_sse42, deinterleave3_u16_plain));
+  return deinterleave<3>(src, total, dst, call_time::deinterleave::choose(deinterleave3_u16_sse42, deinterleave3_u16_plain));
 }
 int32_t morvex_m_deinterleave4_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1,
                                    uint16_t* dst2, uint16_t* dst3) {
   uint16_t* const dst[] = {dst0, dst1, dst2, dst3};
-  return deinterleave<4>(src, total, dst, choose(deinterleave4_u16_sse42, deinterleave4_u16_plain));
+  return deinterleave<4>(src, total, dst, call_time::deinterleave::choose(deinterleave4_u16_sse42, deinterleave4_u16_plain));
 }
 int32_t morvex_m_deinterleave5_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1,
                                    uint16_t* dst2, uint16_t* dst3, uint16_t* dst4) {

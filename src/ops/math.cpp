@@ -21,7 +21,7 @@
 #include "morvex-m/ops.h"
 #include "ops/elements.h"
 #include "ops/kernels.h"
-#include "frame/flags.h"
+#include "frame/call_time.h"
 
 using morvex::ops::forward_safe;
 
@@ -241,16 +241,13 @@ int32_t morvex_m_atan2_c64f64(const morvex_m_c64f64* in, double* out, uint64_t c
   return map_complex(reinterpret_cast<const double*>(in), out, count, [](__complex__ double z) { return carg(z); });
 }
 int32_t morvex_m_magnitude_c32f32(const morvex_m_c32f32* in, float* out, uint64_t count) {
-  // The one math function with processor kernels, chosen at each call:
-  // AVX-512F+CD, else AVX2+FMA3, else the baseline. All give cabsf's result,
-  // so the choice is a matter of speed only.
-  const float* p = reinterpret_cast<const float*>(in);
-  if (morvex::frame::use_avx512())
-    morvex::ops::magnitude_c32f32_avx512(p, out, count);
-  else if (morvex::frame::use_avx2_fma3())
-    morvex::ops::magnitude_c32f32_avx2(p, out, count);
-  else
-    morvex::ops::magnitude_c32f32_plain(p, out, count);
+  // The one math function with processor kernels, chosen at each call
+  // (frame/call_time.h). All give cabsf's result, so the choice is a matter
+  // of speed only.
+  using namespace morvex::ops;
+  morvex::frame::call_time::magnitude_c32f32::choose(magnitude_c32f32_avx512, magnitude_c32f32_avx2,
+                                                     magnitude_c32f32_plain)(reinterpret_cast<const float*>(in),
+                                                                             out, count);
   return 0;
 }
 int32_t morvex_m_magnitude_c64f64(const morvex_m_c64f64* in, double* out, uint64_t count) {

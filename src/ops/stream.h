@@ -1,7 +1,8 @@
 // Streaming (non-temporal) stores for the kernels whose outputs may be far
 // larger than the caches: the written lines go to memory without first being
 // read in, which nearly doubles the fill rate there. The values stored are
-// the same either way. Include only from files compiled for SSE4.2 or above.
+// the same either way. The 128-bit stores are SSE2, part of the x86-64
+// baseline; the 256-bit ones exist only in files compiled for AVX2.
 #pragma once
 
 #include <immintrin.h>
@@ -14,7 +15,8 @@ namespace morvex::ops::simd {
 namespace {
 
 // Outputs at least this large (all destinations together) are streamed: they
-// do not fit in this core's caches anyway.
+// do not fit in this core's caches anyway. Every streaming kernel of the
+// library uses this one threshold.
 constexpr uint64_t kStreamBytes = 8u << 20;
 constexpr uint64_t kNoStream = ~uint64_t(0);
 
@@ -29,8 +31,8 @@ inline uint64_t stream_head(T* const* dst, unsigned count, uint64_t n) {
   if (mis % sizeof(T) != 0) return kNoStream;
   for (unsigned k = 1; k < count; ++k)
     if (reinterpret_cast<uintptr_t>(dst[k]) % VecBytes != mis) return kNoStream;
-  const uint64_t head = (VecBytes - mis) % VecBytes / sizeof(T);
-  return head <= n ? head : kNoStream;
+  // Fewer than a vector's worth of elements; n is millions here.
+  return (VecBytes - mis) % VecBytes / sizeof(T);
 }
 
 template <bool Stream>

@@ -3,13 +3,14 @@
 // difference wrapped into [-pi, pi], so a record cut into blocks gives what
 // one call over the whole record gives.
 #include <cmath>
+#include <numbers>
 
 #include "morvex-m/ops.h"
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kTwoPi = 6.283185307179586;
+using std::numbers::pi;
+constexpr double kTwoPi = 2 * pi;  // 6.283185307179586, exactly twice pi
 
 template <class T>
 void unwrap(const T* in, T* out, uint64_t n, T* state) {
@@ -33,11 +34,11 @@ void unwrap(const T* in, T* out, uint64_t n, T* state) {
       continue;
     }
     const double d = double(T(x - s));  // f32: formed in single, then widened
-    double m = std::fmod(d + kPi, kTwoPi);
+    double m = std::fmod(d + pi, kTwoPi);
     m += m < 0.0 ? kTwoPi : -0.0;
-    double w = m - kPi;
+    double w = m - pi;
     // fmod maps a difference of exactly +pi to -pi; keep its sign.
-    if (w == -kPi && d > 0.0) w = kPi;
+    if (w == -pi && d > 0.0) w = pi;
     s = T((w - d) + double(x));
     out[i] = s;
   }

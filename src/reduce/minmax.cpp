@@ -6,7 +6,7 @@
 // variants reproduce it exactly, see minmax_float.h).
 #include <cstdint>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/reduce.h"
 #include "reduce/kernels.h"
 #include "reduce/minmax_common.h"
@@ -57,41 +57,30 @@ MORVEX_MINMAX_EXPORT(uint32_t, u32)
 MORVEX_MINMAX_EXPORT(uint64_t, u64)
 #undef MORVEX_MINMAX_EXPORT
 
-// The 8- and 16-bit integers: AVX2+FMA3 (the library's AVX2 condition; the
-// kernel itself fuses nothing), else SSE4.2, else plain. Integer extremes are
-// exact, so all three return the same values; the choice is speed only.
-#define MORVEX_MINMAX_EXPORT_AVX2(T, S)                                        \
-  int32_t morvex_m_minmax_##S(const T* data, uint64_t count, T* min, T* max) { \
-    if (frame::use_avx2_fma3())                                                \
-      reduce::minmax_##S##_avx2(data, count, min, max);                        \
-    else if (frame::use_sse42())                                               \
-      reduce::minmax_##S##_sse42(data, count, min, max);                       \
-    else                                                                       \
-      reduce::minmax_##S##_plain(data, count, min, max);                       \
-    return 0;                                                                  \
+// The 8- and 16-bit integers (frame/call_time.h: minmax_int). Their AVX2
+// kernel fuses nothing but runs under the library's AVX2 condition. Integer
+// extremes are exact, so every variant returns the same values.
+#define MORVEX_MINMAX_EXPORT_INT(T, S)                                                                 \
+  int32_t morvex_m_minmax_##S(const T* data, uint64_t count, T* min, T* max) {                         \
+    using namespace reduce;                                                                            \
+    frame::call_time::minmax_int::choose(minmax_##S##_avx2, minmax_##S##_sse42, minmax_##S##_plain)(   \
+        data, count, min, max);                                                                        \
+    return 0;                                                                                          \
   }
-MORVEX_MINMAX_EXPORT_AVX2(int16_t, i16)
-MORVEX_MINMAX_EXPORT_AVX2(uint8_t, u8)
-MORVEX_MINMAX_EXPORT_AVX2(uint16_t, u16)
-#undef MORVEX_MINMAX_EXPORT_AVX2
+MORVEX_MINMAX_EXPORT_INT(int16_t, i16)
+MORVEX_MINMAX_EXPORT_INT(uint8_t, u8)
+MORVEX_MINMAX_EXPORT_INT(uint16_t, u16)
+#undef MORVEX_MINMAX_EXPORT_INT
 
-// SSE4.2, else plain.
 int32_t morvex_m_minmax_f32(const float* data, uint64_t count, float* min, float* max) {
-  if (frame::use_sse42())
-    reduce::minmax_f32_sse42(data, count, min, max);
-  else
-    reduce::minmax_f32_plain(data, count, min, max);
+  using namespace reduce;
+  frame::call_time::minmax_f32::choose(minmax_f32_sse42, minmax_f32_plain)(data, count, min, max);
   return 0;
 }
 
-// AVX, else SSE4.2, else plain.
 int32_t morvex_m_minmax_f64(const double* data, uint64_t count, double* min, double* max) {
-  if (frame::use_avx())
-    reduce::minmax_f64_avx(data, count, min, max);
-  else if (frame::use_sse42())
-    reduce::minmax_f64_sse42(data, count, min, max);
-  else
-    reduce::minmax_f64_plain(data, count, min, max);
+  using namespace reduce;
+  frame::call_time::minmax_f64::choose(minmax_f64_avx, minmax_f64_sse42, minmax_f64_plain)(data, count, min, max);
   return 0;
 }
 

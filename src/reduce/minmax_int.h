@@ -82,6 +82,7 @@ inline V in_register(V v) {
 // processor can run side by side.
 template <class V, uint64_t K, class Op>
 inline V tree(const V (&v)[K], Op op) {
+  static_assert(K == 2 || K == 4 || K == 8, "tree() folds groups of 2, 4 or 8 vectors");
   if constexpr (K == 2) return op(v[0], v[1]);
   if constexpr (K == 4) return op(op(v[0], v[1]), op(v[2], v[3]));
   if constexpr (K == 8) return op(op(op(v[0], v[1]), op(v[2], v[3])), op(op(v[4], v[5]), op(v[6], v[7])));

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/reduce.h"
 #include "reduce/kernels.h"
 
@@ -112,19 +112,19 @@ MORVEX_SEARCH_PLAIN(double, f64)
 #undef MORVEX_SEARCH_PLAIN
 
 // ---------------------------------------------------------------- kernel choice
-// u8 and u16 level and band searches: SSE4.2, else plain; u16 gte: AVX2 and
-// FMA3 first.
-#define MORVEX_SEARCH_LEVEL_SSE42(T, S, OP)                                                  \
-  int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                             \
-    return from_position(n, p, [&](uint64_t s) {                                             \
-      return frame::use_sse42() ? OP##_##S##_sse42(x, s, n, l) : OP##_##S##_plain(x, s, n, l); \
-    });                                                                                      \
+// frame/call_time.h: index_u8_u16 (SSE4.2, else plain) and index_gte_u16
+// (AVX2 and FMA3 first).
+#define MORVEX_SEARCH_LEVEL_SSE42(T, S, OP)                                                     \
+  int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                                \
+    return from_position(n, p, [&](uint64_t s) {                                                \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, l); \
+    });                                                                                         \
   }
-#define MORVEX_SEARCH_BAND_SSE42(T, S, OP)                                                           \
-  int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                \
-    return from_position(n, p, [&](uint64_t s) {                                                     \
-      return frame::use_sse42() ? OP##_##S##_sse42(x, s, n, h, l) : OP##_##S##_plain(x, s, n, h, l); \
-    });                                                                                              \
+#define MORVEX_SEARCH_BAND_SSE42(T, S, OP)                                                         \
+  int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                              \
+    return from_position(n, p, [&](uint64_t s) {                                                   \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, h, l); \
+    });                                                                                            \
   }
 MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gte)
 MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gt)
@@ -142,9 +142,7 @@ MORVEX_SEARCH_BAND_SSE42(uint16_t, u16, out)
 
 int32_t index_gte(const uint16_t* x, uint64_t n, uint16_t l, uint64_t* p) {
   return from_position(n, p, [&](uint64_t s) {
-    if (frame::use_avx2_fma3()) return gte_u16_avx2(x, s, n, l);
-    if (frame::use_sse42()) return gte_u16_sse42(x, s, n, l);
-    return gte_u16_plain(x, s, n, l);
+    return frame::call_time::index_gte_u16::choose(gte_u16_avx2, gte_u16_sse42, gte_u16_plain)(x, s, n, l);
   });
 }
 

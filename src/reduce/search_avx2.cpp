@@ -1,5 +1,5 @@
-// index_gte over u16 samples, AVX2: thirty-two bytes per vector, four
-// vectors (128 bytes) per group test.
+// index_gte over u16 samples, AVX2: thirty-two bytes per vector, eight
+// vectors (256 bytes) per group test.
 #include <immintrin.h>
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // Level and band searches over u8 and u16 samples, SSE4.2: sixteen bytes per
-// vector, eight vectors (128 bytes) per group test.
+// vector, sixteen vectors (256 bytes) per group test.
 #include <immintrin.h>
 
 #include <cstdint>

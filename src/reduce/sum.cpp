@@ -2,12 +2,12 @@
 // order and are written to vectorise on the x86-64 baseline. Floating-point
 // sums add in a fixed order that is part of the interface: strictly in index
 // order here, and in the lane orders of sum_sse42.cpp / sum_avx.cpp when the
-// options select those variants.
+// options select those variants (frame/call_time.h: sum_f64).
 #include <emmintrin.h>
 
 #include <cstdint>
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "morvex-m/reduce.h"
 #include "reduce/kernels.h"
 
@@ -148,24 +148,14 @@ int32_t morvex_m_square_sum_f32(const float* data, uint64_t count, double* resul
 }
 
 int32_t morvex_m_sum_f64(const double* data, uint64_t count, double* result) {
-  if (count == 0) return 0;
-  if (frame::use_avx())
-    reduce::sum_f64_avx(data, count, result);
-  else if (frame::use_sse42())
-    reduce::sum_f64_sse42(data, count, result);
-  else
-    reduce::sum_f64_plain(data, count, result);
+  using namespace reduce;
+  if (count) frame::call_time::sum_f64::choose(sum_f64_avx, sum_f64_sse42, sum_f64_plain)(data, count, result);
   return 0;
 }
 
 int32_t morvex_m_square_sum_f64(const double* data, uint64_t count, double* result) {
-  if (count == 0) return 0;
-  if (frame::use_avx())
-    reduce::square_sum_f64_avx(data, count, result);
-  else if (frame::use_sse42())
-    reduce::square_sum_f64_sse42(data, count, result);
-  else
-    reduce::square_sum_f64_plain(data, count, result);
+  using namespace reduce;
+  if (count) frame::call_time::sum_f64::choose(square_sum_f64_avx, square_sum_f64_sse42, square_sum_f64_plain)(data, count, result);
   return 0;
 }
 

@@ -97,19 +97,19 @@ class FftwR2C : public AbstractDFTR2C1D<typename P::Real> {
   using Real = typename P::Real;
   using Complex = std::complex<Real>;
 
-  FftwR2C(const Real* in, uint64_t n, Complex* out, uint64_t outCount)
-      : AbstractDFTR2C1D<Real>(n, outCount, kFftwMaxLength) {
-    this->inputAlignment = state.alignment(in);
-    this->outputAlignment = state.alignment(out);
+  FftwR2C(const Real* in, uint64_t n, Complex* out, uint64_t out_count)
+      : AbstractDFTR2C1D<Real>(n, out_count, kFftwMaxLength) {
+    this->input_alignment_ = state.alignment(in);
+    this->output_alignment_ = state.alignment(out);
   }
 
-  int32_t alignmentOf(const void* p) const override { return state.alignment(p); }
+  int32_t alignment_of(const void* p) const override { return state.alignment(p); }
 
   Status execute(const Real* in, uint64_t, Complex* out, uint64_t) override {
     // r2c transforms leave their input alone; FFTW's signature just is not const.
     Real* src = const_cast<Real*>(in);
     auto* dst = reinterpret_cast<typename FftwState<P>::FftwComplex*>(out);
-    return state.execute([&] { return state.fn.plan_dft_r2c_1d(int(this->inputCount), src, dst, fftw::kEstimate); },
+    return state.execute([&] { return state.fn.plan_dft_r2c_1d(int(this->input_count), src, dst, fftw::kEstimate); },
                          [&](typename P::Plan p) { state.fn.execute_dft_r2c(p, src, dst); });
   }
 
@@ -123,18 +123,18 @@ class FftwC2R : public AbstractIDFTC2R1D<typename P::Real> {
   using Real = typename P::Real;
   using Complex = std::complex<Real>;
 
-  FftwC2R(Complex* in, uint64_t inCount, Real* out, uint64_t n)
-      : AbstractIDFTC2R1D<Real>(inCount, n, kFftwMaxLength) {
-    this->inputAlignment = state.alignment(in);
-    this->outputAlignment = state.alignment(out);
+  FftwC2R(Complex* in, uint64_t in_count, Real* out, uint64_t n)
+      : AbstractIDFTC2R1D<Real>(in_count, n, kFftwMaxLength) {
+    this->input_alignment_ = state.alignment(in);
+    this->output_alignment_ = state.alignment(out);
   }
 
-  int32_t alignmentOf(const void* p) const override { return state.alignment(p); }
+  int32_t alignment_of(const void* p) const override { return state.alignment(p); }
 
   // FFTW's complex-to-real transforms overwrite their input bins.
   Status execute(Complex* in, uint64_t, Real* out, uint64_t) override {
     auto* src = reinterpret_cast<typename FftwState<P>::FftwComplex*>(in);
-    return state.execute([&] { return state.fn.plan_dft_c2r_1d(int(this->outputCount), src, out, fftw::kEstimate); },
+    return state.execute([&] { return state.fn.plan_dft_c2r_1d(int(this->output_count), src, out, fftw::kEstimate); },
                          [&](typename P::Plan p) { state.fn.execute_dft_c2r(p, src, out); });
   }
 

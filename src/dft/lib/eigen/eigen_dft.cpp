@@ -13,7 +13,7 @@ using Flag = typename Eigen::FFT<T>::Flag;
 // which later transforms would trust. So on any failure the caches are
 // dropped whole, and the next execution builds them again.
 template <class T, class F>
-void runClearingOnFailure(Eigen::FFT<T>& fft, F&& f) {
+void run_clearing_on_failure(Eigen::FFT<T>& fft, F&& f) {
   try {
     f();
   } catch (...) {
@@ -25,8 +25,8 @@ void runClearingOnFailure(Eigen::FFT<T>& fft, F&& f) {
 }  // namespace
 
 template <class T>
-DFTR2C1D<T>::DFTR2C1D(const T*, uint64_t n, Complex*, uint64_t outCount)
-    : AbstractDFTR2C1D<T>(n, outCount, kMaxLength), fft(typename Eigen::FFT<T>::impl_type(), Flag<T>(Eigen::FFT<T>::HalfSpectrum)) {}
+DFTR2C1D<T>::DFTR2C1D(const T*, uint64_t n, Complex*, uint64_t out_count)
+    : AbstractDFTR2C1D<T>(n, out_count, kMaxLength), fft(typename Eigen::FFT<T>::impl_type(), Flag<T>(Eigen::FFT<T>::HalfSpectrum)) {}
 
 template <class T>
 DFTR2C1D<T>::~DFTR2C1D() = default;
@@ -39,13 +39,13 @@ Status DFTR2C1D<T>::execute(const T* in, uint64_t n, Complex* out, uint64_t) {
     out[0] = Complex(in[0], T(0));
     return 0;
   }
-  runClearingOnFailure(fft, [&] { fft.fwd(out, in, static_cast<int>(n)); });
+  run_clearing_on_failure(fft, [&] { fft.fwd(out, in, static_cast<int>(n)); });
   return 0;
 }
 
 template <class T>
-IDFTC2R1D<T>::IDFTC2R1D(Complex*, uint64_t inCount, T*, uint64_t n)
-    : AbstractIDFTC2R1D<T>(inCount, n, kMaxLength),
+IDFTC2R1D<T>::IDFTC2R1D(Complex*, uint64_t in_count, T*, uint64_t n)
+    : AbstractIDFTC2R1D<T>(in_count, n, kMaxLength),
       fft(typename Eigen::FFT<T>::impl_type(), Flag<T>(Eigen::FFT<T>::HalfSpectrum | Eigen::FFT<T>::Unscaled)) {}
 
 template <class T>
@@ -57,7 +57,7 @@ Status IDFTC2R1D<T>::execute(Complex* in, uint64_t, T* out, uint64_t n) {
     out[0] = in[0].real();
     return 0;
   }
-  runClearingOnFailure(fft, [&] { fft.inv(out, in, static_cast<int>(n)); });
+  run_clearing_on_failure(fft, [&] { fft.inv(out, in, static_cast<int>(n)); });
   return 0;
 }
 

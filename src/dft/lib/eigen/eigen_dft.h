@@ -16,9 +16,9 @@ template <class T>
 class DFTR2C1D final : public AbstractDFTR2C1D<T> {
  public:
   using Complex = std::complex<T>;
-  DFTR2C1D(const T* in, uint64_t n, Complex* out, uint64_t outCount);
+  DFTR2C1D(const T* in, uint64_t n, Complex* out, uint64_t out_count);
   ~DFTR2C1D() override;
-  Status execute(const T* in, uint64_t n, Complex* out, uint64_t outCount) override;
+  Status execute(const T* in, uint64_t n, Complex* out, uint64_t out_count) override;
 
  private:
   Eigen::FFT<T> fft;  // HalfSpectrum: writes exactly n/2+1 bins
@@ -28,9 +28,9 @@ template <class T>
 class IDFTC2R1D final : public AbstractIDFTC2R1D<T> {
  public:
   using Complex = std::complex<T>;
-  IDFTC2R1D(Complex* in, uint64_t inCount, T* out, uint64_t n);
+  IDFTC2R1D(Complex* in, uint64_t in_count, T* out, uint64_t n);
   ~IDFTC2R1D() override;
-  Status execute(Complex* in, uint64_t inCount, T* out, uint64_t n) override;
+  Status execute(Complex* in, uint64_t in_count, T* out, uint64_t n) override;
 
  private:
   Eigen::FFT<T> fft;  // HalfSpectrum and Unscaled: reads n/2+1 bins, no 1/n

@@ -1,0 +1,119 @@
+// The call-time kernel choices: the exports that pick a processor kernel at
+// every call from the option flags instead of through a kernel slot. Each
+// family is one row below: its variants in priority order, each named by the
+// condition it needs (the conditions of the slot table, flags.h); the first
+// whose condition holds runs, and every row ends in the plain kernel. A
+// choice costs what a hand-written ladder costs: one or two relaxed byte
+// loads per condition tested, no lock, no processor query.
+//
+// At a call site:
+//   frame::call_time::sum_f64::choose(sum_f64_avx, sum_f64_sse42, sum_f64_plain)(x, n, r);
+// passes the row's kernels in the row's order (the count is checked at
+// compile time). morvex-m-info prints each row with the variant it would
+// pick now (call_time_families()).
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "frame/flags.h"
+
+namespace morvex::frame {
+
+// The conditions of the variants, as values.
+enum class Isa : uint8_t { plain, sse42, avx, avx2_fma3, avx512 };
+
+inline bool allowed(Isa v) {
+  switch (v) {
+    case Isa::sse42: return use_sse42();
+    case Isa::avx: return use_avx();
+    case Isa::avx2_fma3: return use_avx2_fma3();
+    case Isa::avx512: return use_avx512();
+    case Isa::plain: break;
+  }
+  return true;
+}
+
+// The names slot_variant() uses too.
+constexpr const char* isa_name(Isa v) {
+  switch (v) {
+    case Isa::sse42: return "sse4.2";
+    case Isa::avx: return "avx";
+    case Isa::avx2_fma3: return "avx2+fma3";
+    case Isa::avx512: return "avx512f+cd";
+    case Isa::plain: break;
+  }
+  return "plain";
+}
+
+namespace call_time_detail {
+template <Isa First, Isa... Rest>
+struct Chain {
+  // The first of the kernels (one per variant, same order) that may run now.
+  template <class K, class... Ks>
+  static K first(K k, Ks... ks) {
+    if constexpr (sizeof...(Rest) == 0)
+      return k;
+    else
+      return allowed(First) ? k : Chain<Rest...>::first(ks...);
+  }
+};
+}  // namespace call_time_detail
+
+// A family's variants, strongest first, ending in plain.
+template <Isa... V>
+struct Ladder {
+  static constexpr Isa kVariants[] = {V...};
+  static_assert(kVariants[sizeof...(V) - 1] == Isa::plain, "every family ends in its plain kernel");
+
+  template <class K, class... Ks>
+  static K choose(K k, Ks... ks) {
+    static_assert(sizeof...(Ks) + 1 == sizeof...(V), "one kernel per variant, in the row's order");
+    return call_time_detail::Chain<V...>::first(k, ks...);
+  }
+  static Isa pick() { return choose(V...); }
+  static const char* current() { return isa_name(pick()); }
+};
+
+// clang-format off
+// The table. Columns: the family's identifier in code, the exports it serves
+// (export names without the morvex_m_ prefix), and its variants in priority
+// order before the plain kernel. The cascade (filter execution) has three
+// rows because the fastest vector width depends on the section count; it
+// also runs plainly on blocks too short to fill its lanes.
+#define MORVEX_CALL_TIME_FAMILIES(X)                                                                              \
+  X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)          \
+  X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512, avx2_fma3)         \
+  X(deinterleave2_u8,  "deinterleave2_u8",                                              avx2_fma3, sse42)          \
+  X(deinterleave,      "deinterleave3_u8 deinterleave4_u8 deinterleave2..4_u16",        sse42)                     \
+  X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                \
+  X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)          \
+  X(minmax_f32,        "minmax_f32",                                                    sse42)                     \
+  X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
+  X(index_gte_u16,     "index_gte_u16 (and the u16 triggers)",                          avx2_fma3, sse42)          \
+  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8, index_gt/lte/lt/in/out u16",     sse42)                     \
+  X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)         \
+  X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)        \
+  X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)        \
+  X(cascade_wide,      "filter_execute_* with more sections",                           avx512, avx, sse42)
+// clang-format on
+
+namespace call_time {
+namespace isa_names {
+constexpr Isa plain = Isa::plain, sse42 = Isa::sse42, avx = Isa::avx, avx2_fma3 = Isa::avx2_fma3,
+              avx512 = Isa::avx512;
+}
+using namespace isa_names;
+#define MORVEX_CALL_TIME_LADDER(id, exports, ...) using id = Ladder<__VA_ARGS__, plain>;
+MORVEX_CALL_TIME_FAMILIES(MORVEX_CALL_TIME_LADDER)
+#undef MORVEX_CALL_TIME_LADDER
+}  // namespace call_time
+
+// One row of the table for introspection (morvex-m-info, tests).
+struct CallTimeFamily {
+  const char* name;          // the exports it serves, export-style names
+  const char* (*current)();  // the variant picked under the flags as they stand
+};
+std::span<const CallTimeFamily> call_time_families();
+
+}  // namespace morvex::frame
