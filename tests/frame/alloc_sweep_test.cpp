@@ -15,6 +15,7 @@
 
 #include "common/alloc_fail.h"
 #include "common/trigger_kinds.h"
+#include "dft/reference.h"
 #include "frame/split.h"
 #include "morvex-m.h"
 #include "morvex-tp.h"
@@ -29,18 +30,16 @@ std::string bytes(const T* p, size_t n) {
   return n ? std::string(reinterpret_cast<const char*>(p), n * sizeof(T)) : std::string();
 }
 
-// What a row's calls work on. Outputs are sized before the allocator is
-// armed; a call only stores into them.
+// What a row's calls work on; outputs are sized before the allocator is armed.
 struct Fixture {
   morvex_m_filter_state* st = nullptr;
   morvex_m_dft_plan* plan = nullptr;
   void* state = nullptr;
   uint64_t position = 0;
-  double phase = 0, k = 0;
-  const void* got[2] = {};
-  uint64_t n[2] = {};
-  std::vector<double> d;
-  std::vector<float> f;
+  double phase = 0;
+  int32_t stable = -1;
+  std::vector<double> d = std::vector<double>(192, 1.0);
+  std::vector<float> f = std::vector<float>(64, 1.0f);
 };
 using Fx = std::shared_ptr<Fixture>;
 
@@ -53,221 +52,165 @@ struct Row {
   std::function<bool()> untouched = [] { return true; };  // after a failure: nothing was made
 };
 
-// Sweeps one row; returns its allocation points.
-uint64_t sweep(const Row& r) {
-  r.prepare();
-  EXPECT_EQ(r.call(), 0) << r.what;
-  const std::string want = r.result();
+// Sweeps the rows; prints how many allocation points they have.
+void sweep(const char* what, const std::vector<Row>& rows) {
   uint64_t points = 0;
-  for (const bool sticky : {false, true}) {
-    for (uint64_t k = 1;; ++k) {
-      r.prepare();
-      alloc_fail_arm(k, sticky);
-      const int32_t status = r.call();
-      const uint64_t made = alloc_fail_disarm();
-      const std::string at = r.what + ", allocation " + std::to_string(k) + (sticky ? " on" : "") + " failing";
-      if (status != 0) {
-        EXPECT_TRUE(status == r.oom && r.oom != 0 && r.untouched()) << at << ": status " << status;
-        EXPECT_EQ(r.call(), 0) << at << ", then again";
+  for (const Row& r : rows) {
+    r.prepare();
+    EXPECT_EQ(r.call(), 0) << r.what;
+    const std::string want = r.result();
+    for (const bool sticky : {false, true}) {
+      for (uint64_t k = 1;; ++k) {
+        r.prepare();
+        alloc_fail_arm(k, sticky);
+        const int32_t status = r.call();
+        const uint64_t made = alloc_fail_disarm();
+        const std::string at = r.what + ", allocation " + std::to_string(k) + (sticky ? " on" : "") + " failing";
+        if (status != 0) {
+          EXPECT_TRUE(status == r.oom && r.oom != 0 && r.untouched()) << at << ": status " << status;
+          EXPECT_EQ(r.call(), 0) << at << ", then again";
+        }
+        EXPECT_TRUE(r.result() == want) << at << ": a different result";
+        if (made < k) break;
+        points += !sticky;
       }
-      EXPECT_TRUE(r.result() == want) << at << ": a different result";
-      if (made < k) break;
-      points += !sticky;
+    }
+    if (__lsan_do_recoverable_leak_check) {
+      EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << r.what;
     }
   }
-  if (__lsan_do_recoverable_leak_check) {
-    EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << r.what;
-  }
-  return points;
-}
-
-void sweep_all(const char* what, const std::vector<Row>& rows) {
-  uint64_t points = 0;
-  for (const Row& r : rows) points += sweep(r);
   std::printf("%s: %zu exports, %llu allocation points\n", what, rows.size(), (unsigned long long)points);
 }
 
-// Start-up: init never fails; without its pool the library works on the
-// calling thread, and a later clean start gets the pool.
+// Start-up never fails: without its pool the library works on the calling
+// thread, and a later clean start gets the pool.
 TEST(AllocSweep, Init) {
   frame::set_split_thread_count(8);
   auto fx = std::make_shared<Fixture>();
-  sweep_all("init", {{"init", 0, [=] { fx->f.assign(100, 1.0f); }, [] { return morvex_m_init(); }, [=] {
-    morvex_m_window_hanning_f32(fx->f.data(), fx->f.data(), 100, 1);
+  sweep("init", {{"init", 0, [=] { fx->f.assign(64, 1.0f); }, [] { return morvex_m_init(); }, [=] {
+    morvex_m_window_hanning_f32(fx->f.data(), fx->f.data(), 64, 1);
     morvex_m_fini();
     unsigned char pool[2] = {};
-    morvex_m_init();
-    morvex_tp_get_status(pool, 2);
-    morvex_m_fini();
-    return bytes(fx->f.data(), 100) + (pool[0] ? "pool" : "no pool");
+    morvex_m_init(), morvex_tp_get_status(pool, 2), morvex_m_fini();
+    return bytes(fx->f.data(), 64) + (pool[0] ? "pool" : "no pool");
   }}});
 }
 
-// ---------------------------------------------------------------- filters
-// Everything a state holds, read through the getters; the state is released.
-std::string release(const Fx& fx) {
-  const morvex_m_c64f64 *z, *p;
-  const double *b, *a, *sos;
-  uint64_t nz = 0, np = 0, n = 0, ns = 0;
-  double k = 0;
-  morvex_m_filter_state* st = fx->st;
-  std::string s = std::to_string(morvex_m_filter_iir_get_zpk(st, &z, &nz, &p, &np, &k)) +
-                  std::to_string(morvex_m_filter_iir_get_tf(st, &b, &a, &n)) +
-                  std::to_string(morvex_m_filter_iir_get_sos(st, &sos, &ns));
-  s += bytes(z, nz) + bytes(p, np) + bytes(&k, 1) + bytes(b, n) + bytes(a, n) + bytes(sos, ns) +
-       bytes(static_cast<const char*>(fx->got[0]), fx->n[0]) + bytes(static_cast<const char*>(fx->got[1]), fx->n[1]);
-  morvex_m_filter_state_destroy(st);
-  return s + bytes(fx->d.data(), fx->d.size()) + bytes(fx->f.data(), fx->f.size());
-}
+// Designs, and queries each on a fresh state (so that it derives what it
+// needs); the state's three representations and the outputs are compared.
+const morvex_m_c64f64 *g_z, *g_p;
+const double *g_b, *g_a;
+uint64_t g_n, g_m;
+double g_k;
 
-std::vector<Row> filter_rows() {
+TEST(AllocSweep, Filters) {
   using Design = int32_t (*)(morvex_m_filter_state**);
   const Design designs[] = {
       [](morvex_m_filter_state** s) { return morvex_m_filter_iir_butterworth(0, 6, s, 1000.0, 100.0, 0.0); },
       [](morvex_m_filter_state** s) { return morvex_m_filter_iir_chebyshev1(2, 4, s, 1000.0, 100.0, 200.0, 1.0); },
       [](morvex_m_filter_state** s) { return morvex_m_filter_iir_chebyshev2(3, 3, s, 1000.0, 100.0, 200.0, 40.0); },
       [](morvex_m_filter_state** s) { return morvex_m_filter_iir_notch(s, 1000.0, 50.0, 5.0); },
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_peak(s, 1000.0, 50.0, 5.0); },
-  };
+      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_peak(s, 1000.0, 50.0, 5.0); }};
   using Query = int32_t (*)(Fixture&);
   const std::pair<const char*, Query> queries[] = {
-      {"get_zpk", [](Fixture& x) {
-         const morvex_m_c64f64 *z, *p;
-         const int32_t s = morvex_m_filter_iir_get_zpk(x.st, &z, &x.n[0], &p, &x.n[1], &x.k);
-         x.got[0] = z, x.got[1] = p, x.n[0] *= 16, x.n[1] *= 16;
-         return s;
-       }},
-      {"get_tf", [](Fixture& x) {
-         const double *b, *a;
-         const int32_t s = morvex_m_filter_iir_get_tf(x.st, &b, &a, &x.n[0]);
-         x.got[0] = b, x.got[1] = a, x.n[0] *= 8, x.n[1] = x.n[0];
-         return s;
-       }},
-      {"get_sos", [](Fixture& x) {
-         const double* c;
-         const int32_t s = morvex_m_filter_iir_get_sos(x.st, &c, &x.n[0]);
-         x.got[0] = c, x.n[0] *= 8;
-         return s;
-       }},
-      {"isstable", [](Fixture& x) {
-         int32_t stable = 2;
-         const int32_t s = morvex_m_filter_iir_isstable(x.st, &stable);
-         x.d[0] = stable;
-         return s;
-       }},
+      {"get_zpk", [](Fixture& x) { return morvex_m_filter_iir_get_zpk(x.st, &g_z, &g_n, &g_p, &g_m, &g_k); }},
+      {"get_tf", [](Fixture& x) { return morvex_m_filter_iir_get_tf(x.st, &g_b, &g_a, &g_n); }},
+      {"get_sos", [](Fixture& x) { return morvex_m_filter_iir_get_sos(x.st, &g_b, &g_n); }},
+      {"isstable", [](Fixture& x) { return morvex_m_filter_iir_isstable(x.st, &x.stable); }},
       {"freqz", [](Fixture& x) {
-         return morvex_m_filter_iir_freqz(x.st, 64, 0, 1, 0, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3);
-       }},
+         return morvex_m_filter_iir_freqz(x.st, 64, 0, 1, 0, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3); }},
       {"freqz_zpk", [](Fixture& x) {
-         return morvex_m_filter_iir_freqz_zpk(x.st, 64, 1, 1, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3);
-       }},
+         return morvex_m_filter_iir_freqz_zpk(x.st, 64, 1, 1, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3); }},
       {"execute_f64", [](Fixture& x) { return morvex_m_filter_execute_f64(x.d.data(), x.d.data(), 64, x.st); }},
-      {"execute_f32", [](Fixture& x) { return morvex_m_filter_execute_f32(x.f.data(), x.f.data(), 64, x.st); }},
-  };
+      {"execute_f32", [](Fixture& x) { return morvex_m_filter_execute_f32(x.f.data(), x.f.data(), 64, x.st); }}};
+  morvex_m_init();
+  frame::set_split_thread_count(8);
   std::vector<Row> rows;
   for (const Design design : designs) {
     const std::string name = "filter design " + std::to_string(rows.size() / 9);
     auto fx = std::make_shared<Fixture>();
-    rows.push_back({name, -1, [=] { *fx = Fixture{}; }, [=] { return design(&fx->st); }, [=] { return release(fx); },
+    auto release = [=] {
+      const double *b, *a, *sos;
+      uint64_t n = 0, ns = 0;
+      std::string s = std::to_string(morvex_m_filter_iir_get_zpk(fx->st, &g_z, &g_n, &g_p, &g_m, &g_k)) +
+                      std::to_string(morvex_m_filter_iir_get_tf(fx->st, &b, &a, &n)) +
+                      std::to_string(morvex_m_filter_iir_get_sos(fx->st, &sos, &ns)) + std::to_string(fx->stable);
+      s += bytes(g_z, g_n) + bytes(g_p, g_m) + bytes(&g_k, 1) + bytes(b, n) + bytes(a, n) + bytes(sos, ns);
+      morvex_m_filter_state_destroy(fx->st);
+      return s + bytes(fx->d.data(), fx->d.size()) + bytes(fx->f.data(), fx->f.size());
+    };
+    rows.push_back({name, -1, [=] { *fx = Fixture{}; }, [=] { return design(&fx->st); }, release,
                     [=] { return fx->st == nullptr; }});
-    // Each query on a fresh state, so that it derives what it needs.
     for (const auto& [what, query] : queries) {
       rows.push_back({name + " " + what, -1, [=] {
                         *fx = Fixture{};
-                        fx->d.assign(192, 1.0), fx->f.assign(64, 1.0f);
                         EXPECT_EQ(design(&fx->st), 0);
-                      }, [=, query = query] { return query(*fx); }, [=] { return release(fx); }});
+                      }, [=, query = query] { return query(*fx); }, release});
     }
   }
-  return rows;
-}
-
-TEST(AllocSweep, Filters) {
-  morvex_m_init();
-  frame::set_split_thread_count(8);
-  sweep_all("filters", filter_rows());
+  sweep("filters", rows);
   morvex_m_fini();
 }
 
-// ---------------------------------------------------------------- transforms
-// One-shot transforms, plan creation (the plan made then run once) and the
+// One-shot transforms, plan creation (the plan made is run once) and the
 // first run of a plan (where the built-in backend makes its twiddles and
 // FFTW plans), on both backends. FFTW takes its own memory with memalign,
 // which the failing allocator leaves alone: what fails there is ours.
-constexpr uint64_t kN = 360, kBins = kN / 2 + 1;  // 2^3 3^2 5: every radix of the built-in transform
-
-template <class T, class C>
-struct Arrays {
-  std::vector<T> x = std::vector<T>(kN), y = std::vector<T>(kN);
-  std::vector<C> X = std::vector<C>(kBins);
-  morvex_m_dft_plan* plan = nullptr;
-};
-
-template <class T, class C>
-void transform_rows(std::vector<Row>& rows, const char* name, bool fftw,
-                    int32_t (*dft)(const T*, uint64_t, C*, uint64_t),
-                    int32_t (*divn)(const T*, uint64_t, C*, uint64_t, int32_t),
-                    int32_t (*idft)(C*, uint64_t, T*, uint64_t),
-                    int32_t (*create)(const T*, uint64_t, C*, uint64_t, morvex_m_dft_plan**),
-                    int32_t (*execute)(morvex_m_dft_plan*, const T*, uint64_t, C*, uint64_t),
-                    int32_t (*icreate)(C*, uint64_t, T*, uint64_t, morvex_m_dft_plan**),
-                    int32_t (*iexecute)(morvex_m_dft_plan*, C*, uint64_t, T*, uint64_t)) {
-  constexpr uint64_t n = kN, m = kBins;
-  auto a = std::make_shared<Arrays<T, C>>();
-  const int32_t option = sizeof(T) == 4 ? MORVEX_M_OPT_FFTW3F : MORVEX_M_OPT_FFTW3;
+template <class T>
+void transform_rows(std::vector<Row>& rows, bool fftw) {
+  using A = dft::Api<T>;
+  using C = typename A::C;
+  constexpr uint64_t n = 360, m = n / 2 + 1;  // 2^3 3^2 5: every radix of the built-in transform
+  struct Arrays {
+    std::vector<T> x, y;
+    std::vector<C> X;
+    morvex_m_dft_plan* plan = nullptr;
+  };
+  auto a = std::make_shared<Arrays>();
   auto clear = [=] {
-    EXPECT_EQ(morvex_m_setopt(option, fftw), 0);
-    for (uint64_t i = 0; i < n; ++i) a->x[i] = T(i % 7) - T(3), a->y[i] = T(0);
-    for (C& c : a->X) c = C{T(1), T(0)};
+    EXPECT_EQ(morvex_m_setopt(sizeof(T) == 4 ? MORVEX_M_OPT_FFTW3F : MORVEX_M_OPT_FFTW3, fftw), 0);
+    a->x.assign(n, T(0)), a->y.assign(n, T(0)), a->X.assign(m, C{T(1), T(0)});
+    for (uint64_t i = 0; i < n; ++i) a->x[i] = T(i % 7) - T(3);
   };
   auto planned = [=](bool inverse) {
     return [=] {
       clear();
-      EXPECT_EQ(inverse ? icreate(a->X.data(), m, a->y.data(), n, &a->plan)
-                        : create(a->x.data(), n, a->X.data(), m, &a->plan), 0);
+      EXPECT_EQ(inverse ? A::icreate(a->X.data(), m, a->y.data(), n, &a->plan)
+                        : A::create(a->x.data(), n, a->X.data(), m, &a->plan), 0);
     };
   };
-  auto outputs = [=] {  // a plan made is run once, allocation working
+  auto outputs = [=] {
     if (a->plan) {
-      EXPECT_TRUE(execute(a->plan, a->x.data(), n, a->X.data(), m) == 0 ||
-                  iexecute(a->plan, a->X.data(), m, a->y.data(), n) == 0);
+      EXPECT_TRUE(A::execute(a->plan, a->x.data(), n, a->X.data(), m) == 0 ||
+                  A::iexecute(a->plan, a->X.data(), m, a->y.data(), n) == 0);
     }
     morvex_m_dft_plan_destroy(a->plan);
     a->plan = nullptr;
     return bytes(a->X.data(), m) + bytes(a->y.data(), n);
   };
-  const std::string what = std::string(fftw ? "fftw " : "built-in ") + name;
-  auto add = [&](std::string op, std::function<void()> prepare, std::function<int32_t()> call, bool makes_plan) {
-    rows.push_back({what + " " + op, -3, prepare, call, outputs,
-                    [=] { return !makes_plan || a->plan == nullptr; }});
+  const std::string what = std::string(fftw ? "fftw " : "built-in ") + (sizeof(T) == 4 ? "f32 " : "f64 ");
+  auto add = [&](const char* op, std::function<void()> prepare, std::function<int32_t()> call) {
+    rows.push_back({what + op, -3, prepare, call, outputs, [=] { return a->plan == nullptr || op[0] == 'e'; }});
   };
-  add("dft", clear, [=] { return dft(a->x.data(), n, a->X.data(), m); }, false);
-  add("dft_divn", clear, [=] { return divn(a->x.data(), n, a->X.data(), m, 1); }, false);
-  add("idft", clear, [=] { return idft(a->X.data(), m, a->y.data(), n); }, false);
-  add("first r2c execute", planned(false), [=] { return execute(a->plan, a->x.data(), n, a->X.data(), m); }, false);
-  add("first c2r execute", planned(true), [=] { return iexecute(a->plan, a->X.data(), m, a->y.data(), n); }, false);
-  add("r2c plan create", clear, [=] { return create(a->x.data(), n, a->X.data(), m, &a->plan); }, true);
-  add("c2r plan create", clear, [=] { return icreate(a->X.data(), m, a->y.data(), n, &a->plan); }, true);
+  add("dft", clear, [=] { return A::dft(a->x.data(), n, a->X.data(), m); });
+  add("dft_divn", clear, [=] { return A::dft_divn(a->x.data(), n, a->X.data(), m, 1); });
+  add("idft", clear, [=] { return A::idft(a->X.data(), m, a->y.data(), n); });
+  add("execute r2c", planned(false), [=] { return A::execute(a->plan, a->x.data(), n, a->X.data(), m); });
+  add("execute c2r", planned(true), [=] { return A::iexecute(a->plan, a->X.data(), m, a->y.data(), n); });
+  add("create r2c", clear, [=] { return A::create(a->x.data(), n, a->X.data(), m, &a->plan); });
+  add("create c2r", clear, [=] { return A::icreate(a->X.data(), m, a->y.data(), n, &a->plan); });
 }
 
 TEST(AllocSweep, Transforms) {
   morvex_m_init();
   const bool fftw = morvex_m_setopt(MORVEX_M_OPT_FFTW3, 1) == 0 && morvex_m_setopt(MORVEX_M_OPT_FFTW3F, 1) == 0;
   std::vector<Row> rows;
-  for (const bool on : {false, true}) {
-    if (on && !fftw) break;
-    transform_rows(rows, "f32", on, morvex_m_dft_f32, morvex_m_dft_divn_f32, morvex_m_idft_f32,
-                   morvex_m_dft_plan_create_r2c_1d_f32, morvex_m_dft_plan_execute_r2c_1d_f32,
-                   morvex_m_idft_plan_create_c2r_1d_f32, morvex_m_idft_plan_execute_c2r_1d_f32);
-    transform_rows(rows, "f64", on, morvex_m_dft_f64, morvex_m_dft_divn_f64, morvex_m_idft_f64,
-                   morvex_m_dft_plan_create_r2c_1d_f64, morvex_m_dft_plan_execute_r2c_1d_f64,
-                   morvex_m_idft_plan_create_c2r_1d_f64, morvex_m_idft_plan_execute_c2r_1d_f64);
-  }
-  sweep_all(fftw ? "transforms" : "transforms (FFTW not loadable here)", rows);
+  for (const bool on : {false, true})
+    if (!on || fftw) transform_rows<float>(rows, on), transform_rows<double>(rows, on);
+  sweep(fftw ? "transforms" : "transforms (FFTW not loadable here)", rows);
   morvex_m_fini();
 }
 
-// ---------------------------------------------------------------- triggers
 // Every stateful trigger allocates its state block on a first call with a
 // NULL handle: -3 and the handle still NULL when it cannot.
 template <class T>
@@ -290,56 +233,47 @@ TEST(AllocSweep, Triggers) {
   std::vector<Row> rows;
   trigger_rows<int16_t>(rows, "i16"), trigger_rows<uint8_t>(rows, "u8"), trigger_rows<uint16_t>(rows, "u16");
   trigger_rows<float>(rows, "f32"), trigger_rows<double>(rows, "f64");
-  sweep_all("triggers", rows);
+  sweep("triggers", rows);
   morvex_m_fini();
 }
 
-// ---------------------------------------------------------------- generators
 // Split over 8 chunks whatever the machine: the record and handle arrays
 // and seven tasks may fail, and every element must still be computed once.
 // Four other windows first make the calling thread drop the weights it kept
 // of the window under test, so that it computes them and keeps them anew.
 template <class T>
-void generator_rows(std::vector<Row>& rows, const char* name, std::initializer_list<int32_t (*)(T*, double*)> fns) {
+void generator_rows(std::vector<Row>& rows, std::initializer_list<int32_t (*)(T*, double*)> fns) {
   for (const auto f : fns) {
     auto fx = std::make_shared<Fixture>();
     auto y = std::make_shared<std::vector<T>>();
-    rows.push_back({std::string(name) + " " + std::to_string(rows.size()), 0, [=] {
-                      y->assign(1000, T(1));
-                      fx->phase = 0.25;
-                      double other[5];
-                      for (uint64_t n = 2; n <= 5; ++n) morvex_m_window_hanning_f64(other, other, n, 0);
+    rows.push_back({"generator " + std::to_string(rows.size()), 0, [=] {
+                      y->assign(1000, T(1)), fx->phase = 0.25;
+                      for (uint64_t n = 2; n <= 5; ++n) morvex_m_window_hanning_f64(fx->d.data(), fx->d.data(), n, 0);
                     }, [=] { return f(y->data(), &fx->phase); },
                     [=] { return bytes(y->data(), y->size()) + bytes(&fx->phase, 1); }});
   }
 }
 #define SWEEP_WAVEFORMS(T, S)                                                                                 \
-  generator_rows<T>(rows, "waveform " #S, {                                                                   \
+  generator_rows<T>(rows, {                                                                                   \
       [](T* y, double* ph) { return morvex_m_waveform_cosine_##S(y, 1000, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)); }, \
       [](T* y, double* ph) { return morvex_m_waveform_triangle_##S(y, 1000, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)); }, \
       [](T* y, double* ph) { return morvex_m_waveform_square_##S(y, 1000, 37.0, T(1), T(9), 0.3, ph); }})
 #define SWEEP_WINDOWS(T, S)                                                                                   \
-  generator_rows<T>(rows, "window " #S, {                                                                     \
-      [](T* y, double*) { return morvex_m_window_hanning_##S(y, y, 1000, 1); },                               \
-      [](T* y, double*) { return morvex_m_window_hamming_##S(y, y, 1000, 1); },                               \
-      [](T* y, double*) { return morvex_m_window_blackman_##S(y, y, 1000, 1); },                              \
-      [](T* y, double*) { return morvex_m_window_blackmanharris_##S(y, y, 1000, 1); },                        \
-      [](T* y, double*) { return morvex_m_window_nuttall_##S(y, y, 1000, 1); },                               \
-      [](T* y, double*) { return morvex_m_window_blackmannuttall_##S(y, y, 1000, 1); },                       \
-      [](T* y, double*) { return morvex_m_window_flattop_##S(y, y, 1000, 1); }})
+  generator_rows<T>(rows, {[](T* y, double*) { return morvex_m_window_hanning_##S(y, y, 1000, 1); },          \
+                           [](T* y, double*) { return morvex_m_window_hamming_##S(y, y, 1000, 1); },          \
+                           [](T* y, double*) { return morvex_m_window_blackman_##S(y, y, 1000, 1); },         \
+                           [](T* y, double*) { return morvex_m_window_blackmanharris_##S(y, y, 1000, 1); },   \
+                           [](T* y, double*) { return morvex_m_window_nuttall_##S(y, y, 1000, 1); },          \
+                           [](T* y, double*) { return morvex_m_window_blackmannuttall_##S(y, y, 1000, 1); },  \
+                           [](T* y, double*) { return morvex_m_window_flattop_##S(y, y, 1000, 1); }})
 
 TEST(AllocSweep, PoolSplitGenerators) {
   morvex_m_init();
   frame::set_split_thread_count(8);
   std::vector<Row> rows;
-  SWEEP_WAVEFORMS(int16_t, i16);
-  SWEEP_WAVEFORMS(uint8_t, u8);
-  SWEEP_WAVEFORMS(uint16_t, u16);
-  SWEEP_WAVEFORMS(float, f32);
-  SWEEP_WAVEFORMS(double, f64);
-  SWEEP_WINDOWS(float, f32);
-  SWEEP_WINDOWS(double, f64);
-  sweep_all("pool-split generators", rows);
+  SWEEP_WAVEFORMS(int16_t, i16), SWEEP_WAVEFORMS(uint8_t, u8), SWEEP_WAVEFORMS(uint16_t, u16);
+  SWEEP_WAVEFORMS(float, f32), SWEEP_WAVEFORMS(double, f64), SWEEP_WINDOWS(float, f32), SWEEP_WINDOWS(double, f64);
+  sweep("pool-split generators", rows);
   frame::set_split_thread_count(0);
   morvex_m_fini();
 }

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,8 +25,8 @@ constexpr uint64_t kN = 480, kBins = kN / 2 + 1;
 constexpr int kThreads = 8;
 
 template <class T>
-std::string bytes(const std::vector<T>& v) {
-  return std::string(reinterpret_cast<const char*>(v.data()), v.size() * sizeof(T));
+std::string bytes(const T* p, uint64_t n) {
+  return n ? std::string(reinterpret_cast<const char*>(p), n * sizeof(T)) : std::string();
 }
 
 morvex_m_filter_state* design(size_t i) {
@@ -36,40 +37,35 @@ morvex_m_filter_state* design(size_t i) {
 }
 
 // One thread's objects: built-in plans made before FFTW was switched on, a
-// filter and a trigger of its own.
+// filter of its own, its arrays.
 struct Worker {
-  std::vector<float> x = std::vector<float>(kN);
-  std::vector<double> xd = std::vector<double>(kN);
+  std::vector<float> x = std::vector<float>(kN), y;
+  std::vector<double> xd = std::vector<double>(kN), w, f = std::vector<double>(100);
+  std::vector<morvex_m_c32f32> Xf = std::vector<morvex_m_c32f32>(kBins);
+  std::vector<morvex_m_c64f64> Xd = std::vector<morvex_m_c64f64>(kBins), h = std::vector<morvex_m_c64f64>(100);
   morvex_m_dft_plan *pf = nullptr, *pd = nullptr;
   morvex_m_filter_state* own = design(0);
 
   Worker() {
     for (uint64_t i = 0; i < kN; ++i) x[i] = float(i % 37) - 18.0f, xd[i] = double(i % 11) - 5.0;
-    std::vector<morvex_m_c32f32> Xf(kBins);
-    std::vector<morvex_m_c64f64> Xd(kBins);
     EXPECT_EQ(morvex_m_dft_plan_create_r2c_1d_f32(x.data(), kN, Xf.data(), kBins, &pf), 0);
     EXPECT_EQ(morvex_m_dft_plan_create_r2c_1d_f64(xd.data(), kN, Xd.data(), kBins, &pd), 0);
   }
-  ~Worker() {
-    morvex_m_dft_plan_destroy(pf), morvex_m_dft_plan_destroy(pd);
-    morvex_m_filter_state_destroy(own);
-  }
+  ~Worker() { morvex_m_dft_plan_destroy(pf), morvex_m_dft_plan_destroy(pd), morvex_m_filter_state_destroy(own); }
 
+  // Everything a round gives, in order (each << is sequenced after the one
+  // before it, so every output is read after the call that writes it).
   std::string round(morvex_m_filter_state* shared, uint64_t r) {
     EXPECT_EQ(morvex_m_init(), 0);
-    std::vector<morvex_m_c32f32> Xf(kBins);
-    std::vector<morvex_m_c64f64> Xd(kBins), h(100);
-    std::vector<float> y = x;
-    std::vector<double> w = xd, f(100);
-    morvex_m_dft_plan *qf = nullptr, *qd = nullptr;
-    std::string out = std::to_string(morvex_m_dft_plan_execute_r2c_1d_f32(pf, x.data(), kN, Xf.data(), kBins)) +
-                      std::to_string(morvex_m_dft_plan_execute_r2c_1d_f64(pd, xd.data(), kN, Xd.data(), kBins)) +
-                      bytes(Xf) + bytes(Xd);
-    out += std::to_string(morvex_m_dft_plan_create_r2c_1d_f32(x.data(), kN, Xf.data(), kBins, &qf)) +
-           std::to_string(morvex_m_dft_plan_create_r2c_1d_f64(xd.data(), kN, Xd.data(), kBins, &qd)) +
-           std::to_string(morvex_m_dft_plan_execute_r2c_1d_f32(qf, x.data(), kN, Xf.data(), kBins)) +
-           std::to_string(morvex_m_dft_plan_execute_r2c_1d_f64(qd, xd.data(), kN, Xd.data(), kBins)) +
-           bytes(Xf) + bytes(Xd) + std::to_string(morvex_m_dft_f64(xd.data(), kN, Xd.data(), kBins)) + bytes(Xd);
+    std::ostringstream out;
+    morvex_m_dft_plan *qf = nullptr, *qd = nullptr;  // made now: on FFTW when it loaded
+    out << morvex_m_dft_plan_execute_r2c_1d_f32(pf, x.data(), kN, Xf.data(), kBins) << bytes(Xf.data(), kBins)
+        << morvex_m_dft_plan_execute_r2c_1d_f64(pd, xd.data(), kN, Xd.data(), kBins) << bytes(Xd.data(), kBins)
+        << morvex_m_dft_plan_create_r2c_1d_f32(x.data(), kN, Xf.data(), kBins, &qf)
+        << morvex_m_dft_plan_create_r2c_1d_f64(xd.data(), kN, Xd.data(), kBins, &qd)
+        << morvex_m_dft_plan_execute_r2c_1d_f32(qf, x.data(), kN, Xf.data(), kBins) << bytes(Xf.data(), kBins)
+        << morvex_m_dft_plan_execute_r2c_1d_f64(qd, xd.data(), kN, Xd.data(), kBins) << bytes(Xd.data(), kBins)
+        << morvex_m_dft_f64(xd.data(), kN, Xd.data(), kBins) << bytes(Xd.data(), kBins);
     morvex_m_dft_plan_destroy(qf), morvex_m_dft_plan_destroy(qd);
 
     const morvex_m_c64f64 *z, *p;
@@ -77,85 +73,75 @@ struct Worker {
     uint64_t nz, np, n, ns;
     double k;
     int32_t stable = -1;
-    out += std::to_string(morvex_m_filter_iir_get_zpk(shared, &z, &nz, &p, &np, &k)) +
-           std::to_string(morvex_m_filter_iir_get_tf(shared, &b, &a, &n)) +
-           std::to_string(morvex_m_filter_iir_get_sos(shared, &sos, &ns)) +
-           std::to_string(morvex_m_filter_iir_isstable(shared, &stable)) + std::to_string(stable);
-    out += bytes(std::vector<morvex_m_c64f64>(z, z + nz)) + bytes(std::vector<morvex_m_c64f64>(p, p + np)) +
-           bytes(std::vector<double>(b, b + n)) + bytes(std::vector<double>(a, a + n)) +
-           bytes(std::vector<double>(sos, sos + ns)) + std::to_string(k);
-    out += std::to_string(morvex_m_filter_iir_freqz(shared, 100, 0, 1, 0, f.data(), h.data(), 1000.0)) +
-           bytes(f) + bytes(h);
-    out += std::to_string(morvex_m_filter_iir_freqz_zpk(shared, 100, 1, 1, f.data(), h.data(), 1000.0)) +
-           bytes(f) + bytes(h);
+    out << morvex_m_filter_iir_get_zpk(shared, &z, &nz, &p, &np, &k) << bytes(z, nz) << bytes(p, np) << bytes(&k, 1)
+        << morvex_m_filter_iir_get_tf(shared, &b, &a, &n) << bytes(b, n) << bytes(a, n)
+        << morvex_m_filter_iir_get_sos(shared, &sos, &ns) << bytes(sos, ns)
+        << morvex_m_filter_iir_isstable(shared, &stable) << stable
+        << morvex_m_filter_iir_freqz(shared, 100, 0, 1, 0, f.data(), h.data(), 1e3) << bytes(h.data(), 100)
+        << morvex_m_filter_iir_freqz_zpk(shared, 100, 1, 1, f.data(), h.data(), 1e3) << bytes(h.data(), 100)
+        << bytes(f.data(), 100);
 
+    y = x;
     morvex_m_filter_reset_delay_line(own, 1);
-    out += std::to_string(morvex_m_filter_execute_f32(y.data(), y.data(), 200, own)) +
-           std::to_string(morvex_m_filter_execute_f32(y.data() + 200, y.data() + 200, kN - 200, own)) + bytes(y);
+    out << morvex_m_filter_execute_f32(y.data(), y.data(), 200, own)
+        << morvex_m_filter_execute_f32(y.data() + 200, y.data() + 200, kN - 200, own) << bytes(y.data(), kN);
     // Eight lengths in turn, more than a thread keeps the weights of: the
     // window is computed over the pool every time.
-    out += std::to_string(morvex_m_window_hanning_f64(w.data(), w.data(), kN - r % 8, 1)) + bytes(w);
+    w = xd;
+    out << morvex_m_window_hanning_f64(w.data(), w.data(), kN - r % 8, 1) << bytes(w.data(), kN);
     void* state = nullptr;
-    for (uint64_t at = 0; at < kN;) {
-      out += std::to_string(morvex_m_trigger_pulse_width_positive_f32(x.data(), kN, 10.0f, -10.0f, 0, 0, 0, &at,
-                                                                       &state)) + " " + std::to_string(at);
-    }
+    for (uint64_t at = 0; at < kN;)
+      out << morvex_m_trigger_pulse_width_positive_f32(x.data(), kN, 10.0f, -10.0f, 0, 0, 0, &at, &state) << at;
     morvex_m_state_free(&state);
     EXPECT_EQ(morvex_m_fini(), 0);
-    return out;
+    return out.str();
   }
 };
 
 TEST(ConcurrencySoak, EightThreadsGetWhatOneThreadGets) {
   const char* env = std::getenv("MORVEX_SOAK_SECONDS");
-  const auto span = std::chrono::duration<double>(env ? std::atof(env) : 2.0);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(env ? std::atof(env) : 2.0);
   ASSERT_EQ(morvex_m_init(), 0);
-  std::vector<Worker> workers(kThreads + 1);  // their plans on the built-in backend; the last one for references
+  std::vector<Worker> workers(kThreads + 1);  // built-in plans; the last one for the references
   const bool fftw = morvex_m_setopt(MORVEX_M_OPT_FFTW3, 1) == 0 && morvex_m_setopt(MORVEX_M_OPT_FFTW3F, 1) == 0;
   std::vector<morvex_m_filter_state*> shared(4096);
   for (size_t i = 0; i < shared.size(); ++i) shared[i] = design(i);
-  Worker& one = workers.back();  // the references, from states of their own
   morvex_m_filter_state* ref[2] = {design(0), design(1)};
   std::string want[8];
-  for (uint64_t r = 0; r < 8; ++r) want[r] = one.round(ref[r % 2], r);
+  for (uint64_t r = 0; r < 8; ++r) want[r] = workers.back().round(ref[r % 2], r);
 
   std::atomic<uint64_t> rounds{0};
-  const auto end = std::chrono::steady_clock::now() + span;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, &w = workers[t]] {
-      for (uint64_t r = 0; std::chrono::steady_clock::now() < end; ++r, ++rounds) {
-        // All threads race to derive the same state's representations.
+      for (uint64_t r = 0; std::chrono::steady_clock::now() < end; ++r, ++rounds)  // all threads race to derive a state
         ASSERT_TRUE(w.round(shared[r % shared.size()], r) == want[r % 8]) << "round " << r;
-      }
     });
   }
   for (std::thread& t : threads) t.join();
-  threads.clear();
-  workers.clear();
+  threads.clear(), workers.clear();
   for (morvex_m_filter_state* st : shared) morvex_m_filter_state_destroy(st);
   morvex_m_filter_state_destroy(ref[0]), morvex_m_filter_state_destroy(ref[1]);
   ASSERT_EQ(morvex_m_fini(), 0);
 
   // Start-up and shut-down from every thread at once, with work inside.
-  std::atomic<uint64_t> starts{0};
   std::vector<double> window(300, 1.0);
   ASSERT_EQ(morvex_m_window_hanning_f64(window.data(), window.data(), window.size(), 1), 0);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&] {
-      std::vector<double> w(window.size());
-      for (int i = 0; i < 200; ++i, ++starts) {
+      for (int i = 0; i < 200; ++i) {
+        std::vector<double> w(window.size(), 1.0);
         EXPECT_EQ(morvex_m_init(), 0);
-        w.assign(w.size(), 1.0);
         morvex_m_window_hanning_f64(w.data(), w.data(), w.size(), 1);
-        EXPECT_EQ(w, window);
         EXPECT_EQ(morvex_m_fini(), 0);
+        EXPECT_EQ(w, window);
       }
     });
   }
   for (std::thread& t : threads) t.join();
-  std::printf("%llu rounds (23 exports and a trigger walk each) on %d threads (%s), %llu starts\n", (unsigned long long)rounds.load(),
-              kThreads, fftw ? "FFTW and built-in plans" : "FFTW not loadable here", (unsigned long long)starts.load());
+  std::printf("%llu rounds (23 exports and a trigger walk each) on %d threads, %s; %d starts\n",
+              (unsigned long long)rounds.load(), kThreads, fftw ? "FFTW and built-in plans" : "no FFTW here",
+              kThreads * 200);
 }
 
 }  // namespace
