@@ -1,14 +1,10 @@
-// Array exports with fuzzed contents and parameters:
-//  - histograms (NaN, infinities, min above max, zero bins, missing
-//    out-of-range counters): the count returned is what landed somewhere,
-//    and two calls over the halves of a record add up to one call;
-//  - unwrap: a record in fuzzed blocks, the state carried, gives one call;
-//  - every deinterleave form, under every kernel configuration, gives the
-//    generic strided copy of each channel;
-//  - the exponential fit fails exactly for a sample <= 0 and then writes
-//    nothing;
-//  - every window with its parameters: in place on 7 chunks, and then from
-//    the weights kept, equals out of place on the calling thread alone.
+// Array exports with fuzzed contents and parameters: histograms (NaN,
+// infinities, min above max, zero bins, absent out-of-range counters) count
+// what landed somewhere, and the halves of a record add up to one call;
+// unwrap in fuzzed blocks equals one call; every deinterleave form equals the
+// generic strided copy under every kernel configuration; the exponential fit
+// fails exactly for a sample <= 0 and then writes nothing; every window with
+// its parameter gives the same bits on one chunk, on seven and kept.
 #include <cmath>
 
 #include "frame/split.h"
@@ -18,13 +14,6 @@
 namespace {
 
 using namespace morvex::fuzz;
-
-template <class T>
-bool same(const T* a, const T* b, size_t n) {
-  for (size_t i = 0; i < n; ++i)
-    if (!same_bytes(&a[i], &b[i], sizeof(T)) && !(a[i] != a[i] && b[i] != b[i])) return false;
-  return true;
-}
 
 template <class T>
 std::vector<T> values(FuzzedDataProvider& in, size_t max) {
@@ -65,13 +54,11 @@ void unwrap(FuzzedDataProvider& in, int32_t (*f)(const T*, T*, uint64_t, T*)) {
   const uint64_t n = x.size();
   x.push_back(0);  // a count of 0 with a NaN state still reads and writes element 0
   std::vector<T> whole(n + 1), split(n + 1);
-  T s = start;
+  T s = start, t = start;
   FUZZ_CHECK(f(x.data(), whole.data(), n, &s) == 0);
-  T t = start;
-  uint64_t base = 0;
   std::vector<uint64_t> cuts = blocks(n, cut);
   if (cuts.empty()) cuts.push_back(0);  // an empty record is one empty call
-  for (const uint64_t len : cuts) {
+  for (uint64_t base = 0; const uint64_t len : cuts) {
     FUZZ_CHECK(f(x.data() + base, split.data() + base, len, &t) == 0);
     base += len;
   }
@@ -80,31 +67,27 @@ void unwrap(FuzzedDataProvider& in, int32_t (*f)(const T*, T*, uint64_t, T*)) {
 
 template <class T>
 void deinterleave(FuzzedDataProvider& in) {
-  const unsigned channels = in.ConsumeIntegralInRange(2u, 6u);
-  const unsigned kernels = in.ConsumeIntegral<uint8_t>();
+  const unsigned channels = in.ConsumeIntegralInRange(2u, 6u), kernels = in.ConsumeIntegral<uint8_t>();
   const std::vector<T> x = values<T>(in, 700);
   const int32_t total = in.ConsumeIntegralInRange<int32_t>(-3, int32_t(x.size()));
-  const uint64_t used = total > 0 ? uint64_t(total) : 0, q = used / channels, r = used % channels;
+  const uint64_t used = total > 0 ? uint64_t(total) : 0;
   std::vector<std::vector<T>> got(6), want(6);
-  for (unsigned k = 0; k < channels; ++k) {
-    got[k].resize(q + (k < r)), want[k].resize(q + (k < r));
-    if (!got[k].empty())
-      FUZZ_CHECK(morvex_m_deinterleave(x.data(), k, channels, int64_t(want[k].size()), sizeof(T),
-                                       want[k].data()) == 0);
-  }
-  switch_kernels(kernels);
   T* d[6];
-  for (unsigned k = 0; k < 6; ++k) d[k] = got[k].data();
+  for (unsigned k = 0; k < 6; ++k) {
+    got[k].resize(k < channels ? used / channels + (k < used % channels) : 0), want[k] = got[k], d[k] = got[k].data();
+    if (!want[k].empty())
+      FUZZ_CHECK(morvex_m_deinterleave(x.data(), k, channels, int64_t(want[k].size()), sizeof(T), want[k].data()) == 0);
+  }
   auto call = [&](auto f2, auto f3, auto f4, auto f5, auto f6) {
-    const T* s = x.data();
     switch (channels) {
-      case 2: return f2(s, total, d[0], d[1]);
-      case 3: return f3(s, total, d[0], d[1], d[2]);
-      case 4: return f4(s, total, d[0], d[1], d[2], d[3]);
-      case 5: return f5(s, total, d[0], d[1], d[2], d[3], d[4]);
-      default: return f6(s, total, d[0], d[1], d[2], d[3], d[4], d[5]);
+      case 2: return f2(x.data(), total, d[0], d[1]);
+      case 3: return f3(x.data(), total, d[0], d[1], d[2]);
+      case 4: return f4(x.data(), total, d[0], d[1], d[2], d[3]);
+      case 5: return f5(x.data(), total, d[0], d[1], d[2], d[3], d[4]);
+      default: return f6(x.data(), total, d[0], d[1], d[2], d[3], d[4], d[5]);
     }
   };
+  switch_kernels(kernels);
   int32_t status;
   if constexpr (sizeof(T) == 1)
     status = call(morvex_m_deinterleave2_u8, morvex_m_deinterleave3_u8, morvex_m_deinterleave4_u8,
@@ -119,7 +102,10 @@ void deinterleave(FuzzedDataProvider& in) {
 void fit(FuzzedDataProvider& in) {
   std::vector<double> y(in.ConsumeIntegralInRange(0, 64));
   bool positive = true;
-  for (double& v : y) positive &= !((v = in.ConsumeBool() ? raw<double>(in) : in.ConsumeIntegral<uint8_t>() / 8.0) <= 0);
+  for (double& v : y) {
+    v = in.ConsumeBool() ? raw<double>(in) : in.ConsumeIntegral<uint8_t>() / 8.0;
+    positive &= !(v <= 0);  // -0.0 is rejected, NaN is not
+  }
   double a = 7, b = 7;
   const int32_t status = morvex_m_fit_exp_f64(y.data(), y.size(), in.ConsumeBool() ? &a : nullptr, &b);
   FUZZ_CHECK(positive ? status == 0 && (y.size() >= 2 || (std::isnan(b) && (a == 7 || std::isnan(a))))
@@ -163,14 +149,12 @@ void window(FuzzedDataProvider& in, const Window<T> (&fns)[11]) {
 template <class T>
 void histograms(FuzzedDataProvider& in, Histogram<T, uint16_t> h16, Histogram<T, uint32_t> h32,
                 Histogram<T, uint64_t> h64) {
-  switch (in.ConsumeIntegralInRange(0, 2)) {
-    case 0: return histogram(in, h16);
-    case 1: return histogram(in, h32);
-    default: return histogram(in, h64);
-  }
+  const int counter = in.ConsumeIntegralInRange(0, 2);
+  counter == 0 ? histogram(in, h16) : counter == 1 ? histogram(in, h32) : histogram(in, h64);
 }
 #define FUZZ_HISTOGRAMS(T, S) \
-  histograms<T>(in, morvex_m_histogram_lin_1d_##S##u16, morvex_m_histogram_lin_1d_##S##u32, morvex_m_histogram_lin_1d_##S##u64)
+  histograms<T>(in, morvex_m_histogram_lin_1d_##S##u16, morvex_m_histogram_lin_1d_##S##u32, \
+                morvex_m_histogram_lin_1d_##S##u64)
 
 }  // namespace
 

@@ -1,18 +1,15 @@
-// Triggers: all 70 exports over a fuzzed record, with levels in any order,
-// fuzzed time conditions and, now and then, a state block of fuzzed bytes.
-//  - A next-hit walk (call again from the hit; inside and outside step past
-//    it) never reports a sample twice, so it always ends; a call that hangs
-//    is caught by libFuzzer's -timeout.
-//  - The record cut into fuzzed blocks, with the kernel options switched
-//    between calls, hits where one call hits (all kinds but window inside
-//    and exit, which judge the sample a call starts on).
-//  - A position at or past the block returns 0 and changes nothing.
+// Triggers: all 70 exports over a fuzzed record, levels in any order, fuzzed
+// time conditions, now and then a state block of fuzzed bytes.
+//  - A next-hit walk (again from the hit; inside and outside step past it)
+//    never reports a sample twice, so it ends; a call that hangs is caught
+//    by libFuzzer's -timeout. A start at or past the block changes nothing.
+//  - The record cut into fuzzed blocks, kernel options switched between
+//    calls, hits where one call hits (all kinds but window inside and exit,
+//    which judge the sample a call starts on).
 //  - A corrupted state gives "Failed" with position and state untouched, or
-//    a walk that still moves on.
+//    a walk that moves on all the same.
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <type_traits>
 
 #include "common/trigger_kinds.h"
 #include "fuzz.h"
@@ -22,33 +19,27 @@ namespace {
 using namespace morvex::fuzz;
 using morvex::test::TriggerKind;
 
-// A sample near one of the levels (one step below, on it, one above) or,
-// for the top byte values, an extreme of the type or NaN.
+// A sample one step below, on or above a level, or (top byte values) an
+// extreme of the type, 0 or NaN.
 template <class T>
 T sample(uint8_t v, const T* l) {
   using L = std::numeric_limits<T>;
-  if (v >= 250) {
-    const T special[6] = {L::lowest(), L::max(), T(0), L::has_quiet_NaN ? L::quiet_NaN() : T(1),
-                          L::has_infinity ? L::infinity() : T(2), L::has_infinity ? -L::infinity() : T(3)};
-    return special[v - 250];
-  }
-  const T x = l[v & 3];
+  const T special[6] = {L::lowest(), L::max(), T(0), L::quiet_NaN(), L::infinity(), T(-L::infinity())};
+  if (v >= 250) return special[v - 250];
   const int step = int(v >> 2) % 3 - 1;
-  if constexpr (std::is_floating_point_v<T>) return step ? std::nextafter(x, step * L::infinity()) : x;
-  else return T(x + step);
+  if constexpr (std::is_floating_point_v<T>) return step ? std::nextafter(l[v & 3], step * L::infinity()) : l[v & 3];
+  else return T(l[v & 3] + step);
 }
 
-// Walks the trigger over x in the given blocks, calling again after every
-// hit, switching kernels between calls when `switching`; returns the
-// absolute hits. `state` may come in prepared. "Failed" ends the walk; it is
-// accepted only from a corrupted state (which it must leave as it was, with
-// the position) or from levels that include a NaN.
+// The hits of a next-hit walk over x in these blocks, kernels switched
+// before every call when `switching`. "Failed" ends the walk: accepted from
+// a corrupted state (which it leaves as it was, with the position) or from
+// NaN levels only.
 template <class T>
 std::vector<uint64_t> walk(const TriggerKind<T>& k, const T* x, const std::vector<uint64_t>& blocks, void* state,
                            bool corrupted, bool nan_levels, uint32_t switching) {
   std::vector<uint64_t> hits;
-  uint64_t base = 0;
-  for (const uint64_t len : blocks) {
+  for (uint64_t base = 0; const uint64_t len : blocks) {
     for (uint64_t p = 0;;) {
       if (switching) switch_kernels(switching = switching * 1103515245u + 12345u);
       std::vector<unsigned char> before(k.state_size);
@@ -58,29 +49,26 @@ std::vector<uint64_t> walk(const TriggerKind<T>& k, const T* x, const std::vecto
       const bool nan_failure = nan_levels && k.nan_may_fail;
       if (status == MORVEX_M_FAILED && (corrupted || nan_failure)) {
         FUZZ_CHECK(nan_failure ? p < len : p == from && same_bytes(before.data(), state, k.state_size));
-        std::free(state);
-        return hits;
+        return std::free(state), hits;
       }
       FUZZ_CHECK(status == 0 && p <= len);
       if (p == len) break;
       FUZZ_CHECK(hits.empty() || base + p > hits.back());
       hits.push_back(base + p);
-      if (k.steps_past) ++p;
+      p += k.steps_past;
     }
-    // Started at or past the end: nothing happens (outside, a plain search,
-    // reports the end).
-    uint64_t past = len + (base & 3);
+    uint64_t past = len + (base & 3);  // outside, a plain search, reports the end
     FUZZ_CHECK(k.call(x + base, len, &past, &state) == 0 && past == (k.state_size ? len + (base & 3) : len));
     base += len;
   }
-  std::free(state);
-  return hits;
+  return std::free(state), hits;
 }
 
 template <class T>
 void fuzz(FuzzedDataProvider& in) {
   T l[4];
-  for (T& v : l) v = raw<T>(in);
+  bool nan_levels = false;
+  for (T& v : l) v = raw<T>(in), nan_levels |= v != v;
   const uint32_t mode = in.ConsumeIntegralInRange<uint32_t>(0, 6);
   const uint32_t t1 = in.ConsumeIntegral<uint8_t>(), t2 = in.ConsumeIntegral<uint8_t>();
   const TriggerKind<T> k = morvex::test::trigger_kinds(l, mode, t1, t2)[in.ConsumeIntegralInRange<size_t>(0, 13)];
@@ -93,12 +81,8 @@ void fuzz(FuzzedDataProvider& in) {
     const std::vector<uint8_t> bytes = in.ConsumeBytes<uint8_t>(k.state_size);
     if (!bytes.empty()) std::memcpy(state, bytes.data(), bytes.size());
   }
-  const std::vector<uint8_t> raw_samples = in.ConsumeBytes<uint8_t>(1024);
   std::vector<T> x;
-  for (uint8_t v : raw_samples) x.push_back(sample(v, l));
-
-  bool nan_levels = false;
-  for (T v : l) nan_levels |= v != v;
+  for (uint8_t v : in.ConsumeBytes<uint8_t>(1024)) x.push_back(sample(v, l));
   const std::vector<uint64_t> whole = walk(k, x.data(), {x.size()}, state, corrupt, nan_levels, 0);
   if (corrupt || !k.split_invariant) return;
   FUZZ_CHECK(walk(k, x.data(), blocks(x.size(), cut), nullptr, false, nan_levels, switching) == whole);
@@ -109,12 +93,8 @@ void fuzz(FuzzedDataProvider& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider in(data, size);
-  switch (in.ConsumeIntegralInRange<int>(0, 4)) {
-    case 0: fuzz<int16_t>(in); break;
-    case 1: fuzz<uint8_t>(in); break;
-    case 2: fuzz<uint16_t>(in); break;
-    case 3: fuzz<float>(in); break;
-    default: fuzz<double>(in); break;
-  }
+  void (*const types[])(FuzzedDataProvider&) = {fuzz<int16_t>, fuzz<uint8_t>, fuzz<uint16_t>, fuzz<float>,
+                                                fuzz<double>};
+  types[in.ConsumeIntegralInRange<int>(0, 4)](in);
   return 0;
 }

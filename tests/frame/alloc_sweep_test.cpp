@@ -1,16 +1,15 @@
-// Allocation failure at every point. Each allocating export runs with the
-// k-th allocation of the process failing, then with every allocation from
-// the k-th on failing, for k = 1, 2, ... until a run makes fewer than k
-// allocations. Whatever fails, the export returns its documented status for
-// it and makes nothing, or does the work without the allocation and gets it
-// right; its object stays usable and the same call succeeds once allocation
-// works again. No exception may leave it (the test would report one). In
-// the sanitizer build LeakSanitizer checks after each export.
+// Allocation failure at every point: each allocating export runs with the
+// k-th allocation failing, then every one from the k-th on, for k = 1, 2, ...
+// until a run makes fewer than k. It must return its documented status and
+// make nothing, or do the work without the allocation and get it right; its
+// object stays usable and the call succeeds again once allocation works. No
+// exception may leave it; LeakSanitizer (sanitizer build) checks each export.
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/alloc_fail.h"
@@ -33,7 +32,6 @@ std::string bytes(const T* p, size_t n) {
 // What a row's calls work on; outputs are sized before the allocator is armed.
 struct Fixture {
   morvex_m_filter_state* st = nullptr;
-  morvex_m_dft_plan* plan = nullptr;
   void* state = nullptr;
   uint64_t position = 0;
   double phase = 0;
@@ -41,7 +39,6 @@ struct Fixture {
   std::vector<double> d = std::vector<double>(192, 1.0);
   std::vector<float> f = std::vector<float>(64, 1.0f);
 };
-using Fx = std::shared_ptr<Fixture>;
 
 struct Row {
   std::string what;
@@ -52,7 +49,6 @@ struct Row {
   std::function<bool()> untouched = [] { return true; };  // after a failure: nothing was made
 };
 
-// Sweeps the rows; prints how many allocation points they have.
 void sweep(const char* what, const std::vector<Row>& rows) {
   uint64_t points = 0;
   for (const Row& r : rows) {
@@ -60,7 +56,7 @@ void sweep(const char* what, const std::vector<Row>& rows) {
     EXPECT_EQ(r.call(), 0) << r.what;
     const std::string want = r.result();
     for (const bool sticky : {false, true}) {
-      for (uint64_t k = 1;; ++k) {
+      for (uint64_t k = 1;; ++k, points += !sticky) {
         r.prepare();
         alloc_fail_arm(k, sticky);
         const int32_t status = r.call();
@@ -72,7 +68,6 @@ void sweep(const char* what, const std::vector<Row>& rows) {
         }
         EXPECT_TRUE(r.result() == want) << at << ": a different result";
         if (made < k) break;
-        points += !sticky;
       }
     }
     if (__lsan_do_recoverable_leak_check) {
@@ -88,15 +83,14 @@ TEST(AllocSweep, Init) {
   frame::set_split_thread_count(8);
   auto fx = std::make_shared<Fixture>();
   sweep("init", {{"init", 0, [=] { fx->f.assign(64, 1.0f); }, [] { return morvex_m_init(); }, [=] {
-    morvex_m_window_hanning_f32(fx->f.data(), fx->f.data(), 64, 1);
-    morvex_m_fini();
-    unsigned char pool[2] = {};
-    morvex_m_init(), morvex_tp_get_status(pool, 2), morvex_m_fini();
-    return bytes(fx->f.data(), 64) + (pool[0] ? "pool" : "no pool");
-  }}});
+                    unsigned char pool[2] = {};
+                    morvex_m_window_hanning_f32(fx->f.data(), fx->f.data(), 64, 1), morvex_m_fini();
+                    morvex_m_init(), morvex_tp_get_status(pool, 2), morvex_m_fini();
+                    return bytes(fx->f.data(), 64) + (pool[0] ? "pool" : "no pool");
+                  }}});
 }
 
-// Designs, and queries each on a fresh state (so that it derives what it
+// Designs, and each query on a fresh state (so that it derives what it
 // needs); the state's three representations and the outputs are compared.
 const morvex_m_c64f64 *g_z, *g_p;
 const double *g_b, *g_a;
@@ -104,30 +98,26 @@ uint64_t g_n, g_m;
 double g_k;
 
 TEST(AllocSweep, Filters) {
-  using Design = int32_t (*)(morvex_m_filter_state**);
-  const Design designs[] = {
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_butterworth(0, 6, s, 1000.0, 100.0, 0.0); },
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_chebyshev1(2, 4, s, 1000.0, 100.0, 200.0, 1.0); },
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_chebyshev2(3, 3, s, 1000.0, 100.0, 200.0, 40.0); },
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_notch(s, 1000.0, 50.0, 5.0); },
-      [](morvex_m_filter_state** s) { return morvex_m_filter_iir_peak(s, 1000.0, 50.0, 5.0); }};
-  using Query = int32_t (*)(Fixture&);
-  const std::pair<const char*, Query> queries[] = {
-      {"get_zpk", [](Fixture& x) { return morvex_m_filter_iir_get_zpk(x.st, &g_z, &g_n, &g_p, &g_m, &g_k); }},
-      {"get_tf", [](Fixture& x) { return morvex_m_filter_iir_get_tf(x.st, &g_b, &g_a, &g_n); }},
-      {"get_sos", [](Fixture& x) { return morvex_m_filter_iir_get_sos(x.st, &g_b, &g_n); }},
-      {"isstable", [](Fixture& x) { return morvex_m_filter_iir_isstable(x.st, &x.stable); }},
-      {"freqz", [](Fixture& x) {
-         return morvex_m_filter_iir_freqz(x.st, 64, 0, 1, 0, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3); }},
-      {"freqz_zpk", [](Fixture& x) {
-         return morvex_m_filter_iir_freqz_zpk(x.st, 64, 1, 1, x.d.data(), (morvex_m_c64f64*)&x.d[64], 1e3); }},
-      {"execute_f64", [](Fixture& x) { return morvex_m_filter_execute_f64(x.d.data(), x.d.data(), 64, x.st); }},
-      {"execute_f32", [](Fixture& x) { return morvex_m_filter_execute_f32(x.f.data(), x.f.data(), 64, x.st); }}};
+  using State = morvex_m_filter_state*;
+  const std::function<int32_t(State*)> designs[] = {
+      [](State* s) { return morvex_m_filter_iir_butterworth(0, 6, s, 1000.0, 100.0, 0.0); },
+      [](State* s) { return morvex_m_filter_iir_chebyshev1(2, 4, s, 1000.0, 100.0, 200.0, 1.0); },
+      [](State* s) { return morvex_m_filter_iir_chebyshev2(3, 3, s, 1000.0, 100.0, 200.0, 40.0); },
+      [](State* s) { return morvex_m_filter_iir_notch(s, 1000.0, 50.0, 5.0); },
+      [](State* s) { return morvex_m_filter_iir_peak(s, 1000.0, 50.0, 5.0); }};
+  const std::function<int32_t(Fixture&)> queries[] = {
+      [](Fixture& x) { return morvex_m_filter_iir_get_zpk(x.st, &g_z, &g_n, &g_p, &g_m, &g_k); },
+      [](Fixture& x) { return morvex_m_filter_iir_get_tf(x.st, &g_b, &g_a, &g_n); },
+      [](Fixture& x) { return morvex_m_filter_iir_get_sos(x.st, &g_b, &g_n); },
+      [](Fixture& x) { return morvex_m_filter_iir_isstable(x.st, &x.stable); },
+      [](Fixture& x) { return morvex_m_filter_iir_freqz(x.st, 64, 0, 1, 0, &x.d[0], (morvex_m_c64f64*)&x.d[64], 1.0); },
+      [](Fixture& x) { return morvex_m_filter_iir_freqz_zpk(x.st, 64, 1, 1, &x.d[0], (morvex_m_c64f64*)&x.d[64], 1.); },
+      [](Fixture& x) { return morvex_m_filter_execute_f64(x.d.data(), x.d.data(), 64, x.st); },
+      [](Fixture& x) { return morvex_m_filter_execute_f32(x.f.data(), x.f.data(), 64, x.st); }};
   morvex_m_init();
   frame::set_split_thread_count(8);
   std::vector<Row> rows;
-  for (const Design design : designs) {
-    const std::string name = "filter design " + std::to_string(rows.size() / 9);
+  for (const auto& design : designs) {
     auto fx = std::make_shared<Fixture>();
     auto release = [=] {
       const double *b, *a, *sos;
@@ -139,13 +129,14 @@ TEST(AllocSweep, Filters) {
       morvex_m_filter_state_destroy(fx->st);
       return s + bytes(fx->d.data(), fx->d.size()) + bytes(fx->f.data(), fx->f.size());
     };
+    const std::string name = "filter design " + std::to_string(rows.size() / 9);
     rows.push_back({name, -1, [=] { *fx = Fixture{}; }, [=] { return design(&fx->st); }, release,
                     [=] { return fx->st == nullptr; }});
-    for (const auto& [what, query] : queries) {
-      rows.push_back({name + " " + what, -1, [=] {
+    for (const auto& query : queries) {
+      rows.push_back({name + ", query " + std::to_string(rows.size() % 9), -1, [=] {
                         *fx = Fixture{};
                         EXPECT_EQ(design(&fx->st), 0);
-                      }, [=, query = query] { return query(*fx); }, release});
+                      }, [=] { return query(*fx); }, release});
     }
   }
   sweep("filters", rows);
@@ -184,8 +175,7 @@ void transform_rows(std::vector<Row>& rows, bool fftw) {
       EXPECT_TRUE(A::execute(a->plan, a->x.data(), n, a->X.data(), m) == 0 ||
                   A::iexecute(a->plan, a->X.data(), m, a->y.data(), n) == 0);
     }
-    morvex_m_dft_plan_destroy(a->plan);
-    a->plan = nullptr;
+    morvex_m_dft_plan_destroy(std::exchange(a->plan, nullptr));
     return bytes(a->X.data(), m) + bytes(a->y.data(), n);
   };
   const std::string what = std::string(fftw ? "fftw " : "built-in ") + (sizeof(T) == 4 ? "f32 " : "f64 ");
@@ -214,16 +204,16 @@ TEST(AllocSweep, Transforms) {
 // Every stateful trigger allocates its state block on a first call with a
 // NULL handle: -3 and the handle still NULL when it cannot.
 template <class T>
-void trigger_rows(std::vector<Row>& rows, const char* type) {
+void trigger_rows(std::vector<Row>& rows) {
   static const T x[8] = {0, 3, 0, 3, 0, 3, 0, 3}, levels[4] = {1, 2, 3, 0};
   for (const TriggerKind<T>& k : trigger_kinds(levels, 0, 0, 0)) {
-    if (!k.state_size) continue;
     auto fx = std::make_shared<Fixture>();
-    rows.push_back({std::string(k.name) + "_" + type, -3, [=] { fx->position = 0; },
-                    [=, call = k.call] { return call(x, 8, &fx->position, &fx->state); }, [=] {
+    if (!k.state_size) continue;
+    rows.push_back({k.name, -3, [=] { fx->position = 0; }, [=, call = k.call] {
+                      return call(x, 8, &fx->position, &fx->state);
+                    }, [=] {
                       const std::string r = std::to_string(fx->position) + (fx->state ? " with state" : "");
-                      morvex_m_state_free(&fx->state);
-                      return r;
+                      return morvex_m_state_free(&fx->state), r;
                     }, [=] { return fx->state == nullptr; }});
   }
 }
@@ -231,8 +221,8 @@ void trigger_rows(std::vector<Row>& rows, const char* type) {
 TEST(AllocSweep, Triggers) {
   morvex_m_init();
   std::vector<Row> rows;
-  trigger_rows<int16_t>(rows, "i16"), trigger_rows<uint8_t>(rows, "u8"), trigger_rows<uint16_t>(rows, "u16");
-  trigger_rows<float>(rows, "f32"), trigger_rows<double>(rows, "f64");
+  trigger_rows<int16_t>(rows), trigger_rows<uint8_t>(rows), trigger_rows<uint16_t>(rows);
+  trigger_rows<float>(rows), trigger_rows<double>(rows);
   sweep("triggers", rows);
   morvex_m_fini();
 }
@@ -253,27 +243,25 @@ void generator_rows(std::vector<Row>& rows, std::initializer_list<int32_t (*)(T*
                     [=] { return bytes(y->data(), y->size()) + bytes(&fx->phase, 1); }});
   }
 }
-#define SWEEP_WAVEFORMS(T, S)                                                                                 \
-  generator_rows<T>(rows, {                                                                                   \
-      [](T* y, double* ph) { return morvex_m_waveform_cosine_##S(y, 1000, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)); }, \
-      [](T* y, double* ph) { return morvex_m_waveform_triangle_##S(y, 1000, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)); }, \
-      [](T* y, double* ph) { return morvex_m_waveform_square_##S(y, 1000, 37.0, T(1), T(9), 0.3, ph); }})
-#define SWEEP_WINDOWS(T, S)                                                                                   \
-  generator_rows<T>(rows, {[](T* y, double*) { return morvex_m_window_hanning_##S(y, y, 1000, 1); },          \
-                           [](T* y, double*) { return morvex_m_window_hamming_##S(y, y, 1000, 1); },          \
-                           [](T* y, double*) { return morvex_m_window_blackman_##S(y, y, 1000, 1); },         \
-                           [](T* y, double*) { return morvex_m_window_blackmanharris_##S(y, y, 1000, 1); },   \
-                           [](T* y, double*) { return morvex_m_window_nuttall_##S(y, y, 1000, 1); },          \
-                           [](T* y, double*) { return morvex_m_window_blackmannuttall_##S(y, y, 1000, 1); },  \
-                           [](T* y, double*) { return morvex_m_window_flattop_##S(y, y, 1000, 1); }})
+#define SWEEP_WAVE(S, K, ...) [](auto* y, double* ph) { return morvex_m_waveform_##K##_##S(y, 1000, __VA_ARGS__); }
+#define SWEEP_WAVEFORMS(T, S)                                                                                  \
+  generator_rows<T>(rows, {SWEEP_WAVE(S, cosine, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)),                      \
+                           SWEEP_WAVE(S, triangle, ph, 37.0, 100.0, 0.0, 0.3, T(0), T(90)),                    \
+                           SWEEP_WAVE(S, square, 37.0, T(1), T(9), 0.3, ph)})
+#define SWEEP_WINDOW(S, NAME) [](auto* y, double*) { return morvex_m_window_##NAME##_##S(y, y, 1000, 1); }
+#define SWEEP_WINDOWS(T, S)                                                                                    \
+  generator_rows<T>(rows, {SWEEP_WINDOW(S, hanning), SWEEP_WINDOW(S, hamming), SWEEP_WINDOW(S, blackman),     \
+                           SWEEP_WINDOW(S, blackmanharris), SWEEP_WINDOW(S, nuttall),                          \
+                           SWEEP_WINDOW(S, blackmannuttall), SWEEP_WINDOW(S, flattop), SWEEP_WINDOW(S, parzen), \
+                           SWEEP_WINDOW(S, bartlett), SWEEP_WINDOW(S, welch)})
 
-TEST(AllocSweep, PoolSplitGenerators) {
+TEST(AllocSweep, PoolSplitGeneratorsAndKeptWindows) {
   morvex_m_init();
   frame::set_split_thread_count(8);
   std::vector<Row> rows;
   SWEEP_WAVEFORMS(int16_t, i16), SWEEP_WAVEFORMS(uint8_t, u8), SWEEP_WAVEFORMS(uint16_t, u16);
   SWEEP_WAVEFORMS(float, f32), SWEEP_WAVEFORMS(double, f64), SWEEP_WINDOWS(float, f32), SWEEP_WINDOWS(double, f64);
-  sweep("pool-split generators", rows);
+  sweep("pool-split generators and kept windows", rows);
   frame::set_split_thread_count(0);
   morvex_m_fini();
 }
