@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs the whole test suite: a release build (with the
-# Python oracle tests, the export check and the install check) whose test
-# programs then run again under valgrind, the Python package installed from
+# Python oracle tests, the export check, the examples and the install check)
+# whose test programs then run again under valgrind, the HTML reference
+# (which must build without a warning), the Python package installed from
 # that build into a fresh virtual environment, the whole suite again under
 # AddressSanitizer + UndefinedBehaviorSanitizer (the allocation-failure sweep
 # among it) with the ABI compared to abi/libmorvex-m.abi, the concurrency
@@ -99,8 +100,14 @@ fuzz() {
   return $failed
 }
 
+docs() {
+  echo "== docs (the HTML reference; any doxygen warning fails)"
+  cmake --build "$root/build/release" --target docs
+}
+
 timed configure_and_test release -- -DCMAKE_BUILD_TYPE=Release
 timed valgrind_tests
+timed docs
 
 # The Python package: a wheel made from the release build (no second compile),
 # installed into a fresh virtual environment and tested from outside the

@@ -11,6 +11,7 @@
 #include "frame/lifecycle.h"
 #include "morvex-core.h"
 #include "morvex-m/base.h"
+#include "morvex-m/version.h"
 #include "morvex-tp.h"
 
 namespace morvex::frame {
@@ -79,8 +80,10 @@ const char* morvex_m_status_str(int32_t status) {
 }
 
 const morvex_m_version* morvex_m_get_version(void) {
-  static const morvex_m_version version = {(uint64_t(1) << 48) | (uint64_t(5) << 32) | (uint64_t(38) << 16) | 0,
-                                           ""};
+  // The numbers come from the generated version header, so the record, the
+  // headers' macros and the package files cannot disagree. Build number 0,
+  // no suffix: a release.
+  static const morvex_m_version version = {MORVEX_M_VERSION_NUMBER, ""};
   return &version;
 }
 
