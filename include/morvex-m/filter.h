@@ -79,6 +79,11 @@ typedef struct morvex_m_filter_state morvex_m_filter_state;
  *
  * **Statuses.** 0 "Success", or -1 "Failed" for any rejected parameter, a
  * NULL `state_out` or an allocation failure; no state is made on failure.
+ * A design whose parameters pass these checks but whose zeros, poles, gain
+ * or coefficients are not all finite is rejected too: Chebyshev I with a
+ * 0 dB ripple (poles at infinity), Chebyshev II with a 0 dB attenuation at
+ * odd order, a notch or peak centred at 0 Hz (quality factor 0, width 0/0).
+ * So every state handed out has a finite filter and all queries work on it.
  *
  * **Accuracy.** All design arithmetic is in double precision.
  *

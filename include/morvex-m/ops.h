@@ -483,8 +483,11 @@ MORVEX_M_API int32_t morvex_m_deinterleave(const void* src, uint64_t channel, ui
  * other element: `d = in[i] - s` (in the element type), `w` = `d` wrapped into
  * [-pi, pi] through `fmod` in double (a difference of exactly +pi stays +pi,
  * -pi stays -pi), `out[i] = (w - d) + in[i]` rounded to the element type,
- * `s = out[i]`. Each step is wrapped, without threshold. `out` may equal
- * `in`. Returns 0.
+ * `s = out[i]`. Each step is wrapped, without threshold. A NaN or infinite
+ * output (from a NaN or infinite sample) ends the signal: the next sample
+ * starts a new one, as an infinite state does too, so a dropout loses
+ * nothing after it and a record cut into blocks gives one call's result
+ * whatever it holds. `out` may equal `in`. Returns 0.
  *
  * A state belongs to one signal and so to one thread at a time.
  *

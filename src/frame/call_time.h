@@ -13,6 +13,7 @@
 // pick now (call_time_families()).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
@@ -63,8 +64,9 @@ struct Chain {
 // A family's variants, strongest first, ending in plain.
 template <Isa... V>
 struct Ladder {
-  static constexpr Isa kVariants[] = {V...};
-  static_assert(kVariants[sizeof...(V) - 1] == Isa::plain, "every family ends in its plain kernel");
+  // (Read through a temporary: clang cannot yet evaluate a static member
+  // array inside its own class template.)
+  static_assert(std::array<Isa, sizeof...(V)>{V...}.back() == Isa::plain, "every family ends in its plain kernel");
 
   template <class K, class... Ks>
   static K choose(K k, Ks... ks) {

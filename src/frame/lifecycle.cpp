@@ -23,6 +23,11 @@ pthread_mutex_t g_init_lock = PTHREAD_MUTEX_INITIALIZER;
 // it (tests, diagnostics) see a whole value.
 std::atomic<uint64_t> g_init_count{0};
 uint16_t g_worker_count = 0;
+// Whether start-up holds a reference to the task pool. When the pool cannot
+// start (no memory for its threads) the library still works, every split on
+// the calling thread, and shut-down must not drop a reference it never took:
+// it could be one the program took on its own since.
+bool g_pool_held = false;
 
 class InitLock {
  public:
@@ -49,7 +54,7 @@ int32_t morvex_m_init(void) {
   InitLock lock;
   if (g_init_count.fetch_add(1) != 0) return 0;
   morvex_core_init();
-  morvex_tp_init();
+  g_pool_held = morvex_tp_init() == 0;
   read_features();
   choose_kernels();
   unsigned char status[16] = {};
@@ -66,7 +71,8 @@ int32_t morvex_m_fini(void) {
   if (g_init_count.fetch_sub(1) != 1) return 0;
   morvex::fftw::unload_fftw3f();  // single precision always first
   morvex::fftw::unload_fftw3();
-  morvex_tp_fini();
+  if (g_pool_held) morvex_tp_fini();
+  g_pool_held = false;
   morvex_core_fini();
   return 0;
 }

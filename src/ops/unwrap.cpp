@@ -18,13 +18,21 @@ void unwrap(const T* in, T* out, uint64_t n, T* state) {
   uint64_t i = 0;
   // A new signal starts at its first sample. This reads in[0] and writes
   // out[0] even for a count of 0, which is the interface.
-  if (std::isnan(s)) {
+  if (!std::isfinite(s)) {
     out[0] = in[0];
     s = in[0];
     i = 1;
   }
   for (; i < n; ++i) {
     const T x = in[i];
+    // After a NaN or infinite output (a dropout in the phase data) the next
+    // sample starts a new signal, exactly as it would at the start of the
+    // next block: so nothing after a dropout is lost, and cutting a record
+    // into blocks never changes the result.
+    if (!std::isfinite(s)) {
+      out[i] = s = x;
+      continue;
+    }
     const double d = double(T(x - s));  // f32: formed in single, then widened
     double m = std::fmod(d + pi, kTwoPi);
     m += m < 0.0 ? kTwoPi : -0.0;

@@ -122,6 +122,16 @@ constexpr uint64_t kU8TableFrom = 512;
 template <class T, class C>
 uint64_t histogram(const T* x, uint64_t n, T min, T max, C* bins, uint64_t count, C* below, C* above) {
   if (n == 0) return 0;
+  if (count == 0) {  // no bin at all: only the out-of-range counters can move
+    uint64_t lo = 0, hi = 0;
+    for (uint64_t i = 0; i < n; ++i) {
+      if (x[i] < min) ++lo;
+      else if (x[i] > max) ++hi;
+    }
+    if (below) *below = C(*below + lo);
+    if (above) *above = C(*above + hi);
+    return (below ? lo : 0) + (above ? hi : 0);
+  }
   if constexpr (std::is_same_v<T, uint8_t>) {
     if (n >= kU8TableFrom) return run(HistogramU8<C>(min, max, bins, count), x, n, below, above);
   }

@@ -15,11 +15,13 @@
 
 namespace {
 
-std::atomic<bool> g_armed{false}, g_sticky{false};
+std::atomic<bool> g_armed{false}, g_sticky{false}, g_this_thread{false};
 std::atomic<uint64_t> g_count{0}, g_fail_at{0};
+thread_local bool t_arming = false;  // static TLS of the executable: reading it allocates nothing
 
 bool refuse() {  // counts one allocation; true if it is to fail
   if (!g_armed.load(std::memory_order_acquire)) return false;
+  if (g_this_thread.load() && !t_arming) return false;
   const uint64_t n = g_count.fetch_add(1) + 1, k = g_fail_at.load();
   return k != 0 && (n == k || (n > k && g_sticky.load()));
 }
@@ -61,13 +63,14 @@ void* or_throw(void* p) { return p ? p : throw std::bad_alloc(); }
 
 }  // namespace
 
-void morvex::test::alloc_fail_arm(uint64_t k, bool sticky) {
+void morvex::test::alloc_fail_arm(uint64_t k, bool sticky, bool this_thread_only) {
   g_armed.store(false), g_count.store(0), g_fail_at.store(k), g_sticky.store(sticky);
+  g_this_thread.store(this_thread_only), t_arming = true;
   g_armed.store(true, std::memory_order_release);
 }
 
 uint64_t morvex::test::alloc_fail_disarm() {
-  g_armed.store(false);
+  g_armed.store(false), t_arming = false;
   return g_count.load();
 }
 

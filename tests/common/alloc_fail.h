@@ -10,8 +10,10 @@
 namespace morvex::test {
 
 // From now on the k-th allocation fails (k >= 1; 0 only counts), and with
-// `sticky` every one after it too.
-void alloc_fail_arm(uint64_t k, bool sticky = false);
+// `sticky` every one after it too. With `this_thread_only` only the calling
+// thread's allocations count and fail: a thread starting meanwhile (whose C
+// library and sanitizer runtime take memory as it starts) is left alone.
+void alloc_fail_arm(uint64_t k, bool sticky = false, bool this_thread_only = false);
 
 // Stops failing; returns the allocations made since arming, failed ones
 // included (a sweep over k ends when this is below k).
