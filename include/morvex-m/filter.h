@@ -79,11 +79,15 @@ typedef struct morvex_m_filter_state morvex_m_filter_state;
  *
  * **Statuses.** 0 "Success", or -1 "Failed" for any rejected parameter, a
  * NULL `state_out` or an allocation failure; no state is made on failure.
- * A design whose parameters pass these checks but whose zeros, poles, gain
- * or coefficients are not all finite is rejected too: Chebyshev I with a
- * 0 dB ripple (poles at infinity), Chebyshev II with a 0 dB attenuation at
- * odd order, a notch or peak centred at 0 Hz (quality factor 0, width 0/0).
- * So every state handed out has a finite filter and all queries work on it.
+ * The checks are exactly these: parameters that pass them but describe a
+ * degenerate filter are designed as written, and the state then holds
+ * non-finite values (Chebyshev I with a 0 dB ripple puts its poles at
+ * infinity; a notch or peak centred at 0 Hz has the quality factor 0, so
+ * its width is 0/0). Such a state is still a valid object that can be
+ * queried, reset and destroyed, but a representation that cannot be derived
+ * from non-finite roots (sections, and so execution) answers -1 "Failed".
+ * Check a design made from untrusted numbers with morvex_m_filter_iir_get_sos
+ * before running it.
  *
  * **Accuracy.** All design arithmetic is in double precision.
  *

@@ -484,10 +484,12 @@ MORVEX_M_API int32_t morvex_m_deinterleave(const void* src, uint64_t channel, ui
  * [-pi, pi] through `fmod` in double (a difference of exactly +pi stays +pi,
  * -pi stays -pi), `out[i] = (w - d) + in[i]` rounded to the element type,
  * `s = out[i]`. Each step is wrapped, without threshold. A NaN or infinite
- * output (from a NaN or infinite sample) ends the signal: the next sample
- * starts a new one, as an infinite state does too, so a dropout loses
- * nothing after it and a record cut into blocks gives one call's result
- * whatever it holds. `out` may equal `in`. Returns 0.
+ * sample makes its output NaN (or infinite) and, within the call, every
+ * output after it NaN; the NaN state then handed back starts a new signal at
+ * the next call. So a record of finite samples gives the same result
+ * whatever the blocks, while one holding a dropout restarts at the first
+ * block boundary after it: pass a NaN state yourself to restart earlier.
+ * `out` may equal `in`. Returns 0.
  *
  * A state belongs to one signal and so to one thread at a time.
  *

@@ -302,8 +302,8 @@ MORVEX_M_API int32_t morvex_m_index_min_f64(const double* data, uint64_t count, 
  * T (samples, and min/max): `i16 u8 u16 f32 f64`. C (counters): `u16 u32 u64`.
  *
  * **Returns** the number of samples counted somewhere (a bin, `*below` or
- * `*above`): `count` when both out-of-range counters are given (and
- * `binCount` is not 0), 0 for count 0.
+ * `*above`): `count` when both out-of-range counters are given, 0 for
+ * count 0.
  *
  * **Bin rule**, in double precision: `width = (max - min) / binCount` and
  * `bin = trunc((x - min) / width)`, clamped to `binCount - 1`, so a sample
@@ -316,9 +316,9 @@ MORVEX_M_API int32_t morvex_m_index_min_f64(const double* data, uint64_t count, 
  * - with `max < min` nothing is binned; a sample is tested against min first.
  *
  * Counters wrap around at their width (a u16 bin at 65535 becomes 0).
- * With `binCount` 0 there is no bin: `bins` is not touched (it may be NULL)
- * and samples within [min, max] (and NaNs) are counted nowhere. NULL `data`
- * with a count, or NULL `bins` with bins to fill, are the caller's fault.
+ * With `binCount` 0 the width is infinite and every sample within [min, max]
+ * (NaNs too) is counted in `bins[0]`, so `bins` must still hold one counter.
+ * NULL `data` with a count, or a NULL `bins`, are the caller's fault.
  *
  * **Example**: 64-bin histogram of 12-bit samples, out-of-range samples counted
  * @code{.c}

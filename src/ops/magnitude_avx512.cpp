@@ -3,7 +3,9 @@
 // element. Only AVX-512F instructions on 512-bit vectors.
 // GCC 12's AVX-512 headers start some intrinsics from an "undefined" vector
 // and then warn that it may be used uninitialised; every lane is overwritten.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 #include "ops/magnitude_simd.h"
 

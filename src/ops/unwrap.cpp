@@ -1,7 +1,10 @@
 // Phase unwrap, resumable: the state is the last output of the previous call
 // (NaN when there is none). Each step adds to the previous *output* the
-// difference wrapped into [-pi, pi], so a record cut into blocks gives what
-// one call over the whole record gives.
+// difference wrapped into [-pi, pi], so a record of finite samples cut into
+// blocks gives what one call over the whole record gives. A NaN or infinite
+// sample makes the outputs from there on NaN within the call; only a NaN
+// state (a new signal) restarts, so a block that begins after a NaN output
+// starts afresh while one call carries the NaN on.
 #include <cmath>
 #include <numbers>
 
@@ -18,21 +21,13 @@ void unwrap(const T* in, T* out, uint64_t n, T* state) {
   uint64_t i = 0;
   // A new signal starts at its first sample. This reads in[0] and writes
   // out[0] even for a count of 0, which is the interface.
-  if (!std::isfinite(s)) {
+  if (std::isnan(s)) {
     out[0] = in[0];
     s = in[0];
     i = 1;
   }
   for (; i < n; ++i) {
     const T x = in[i];
-    // After a NaN or infinite output (a dropout in the phase data) the next
-    // sample starts a new signal, exactly as it would at the start of the
-    // next block: so nothing after a dropout is lost, and cutting a record
-    // into blocks never changes the result.
-    if (!std::isfinite(s)) {
-      out[i] = s = x;
-      continue;
-    }
     const double d = double(T(x - s));  // f32: formed in single, then widened
     double m = std::fmod(d + pi, kTwoPi);
     m += m < 0.0 ? kTwoPi : -0.0;

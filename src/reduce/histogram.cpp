@@ -24,7 +24,10 @@ inline double difference(T a, T b) {
     return double(T(a - b));
 }
 
-// trunc(q) as an unsigned 64-bit bin, clamped to `last`. A quotient that no
+// trunc(q) as an unsigned 64-bit bin, clamped to `last`. With no bins the
+// width is infinite (or NaN), every in-range quotient is 0 or NaN, and `last`
+// is 0 rather than a wrapped count - 1: so every in-range sample lands in
+// bins[0], NaNs included, and none can be sent to a wild index. A quotient that no
 // bin number can represent (NaN from 0/0 or a NaN sample, or one too large)
 // is clamped too: that is where NaN samples are counted.
 inline uint64_t bin_of(double q, uint64_t last) {
@@ -41,7 +44,7 @@ struct Histogram {
   double width;
 
   Histogram(T lo, T hi, C* b, uint64_t count)
-      : min(lo), max(hi), bins(b), last(count - 1), width(difference(hi, lo) / double(count)) {}
+      : min(lo), max(hi), bins(b), last(count ? count - 1 : 0), width(difference(hi, lo) / double(count)) {}
 
   uint64_t bin(T x) const { return bin_of(difference(x, min) / width, last); }
 
@@ -122,16 +125,6 @@ constexpr uint64_t kU8TableFrom = 512;
 template <class T, class C>
 uint64_t histogram(const T* x, uint64_t n, T min, T max, C* bins, uint64_t count, C* below, C* above) {
   if (n == 0) return 0;
-  if (count == 0) {  // no bin at all: only the out-of-range counters can move
-    uint64_t lo = 0, hi = 0;
-    for (uint64_t i = 0; i < n; ++i) {
-      if (x[i] < min) ++lo;
-      else if (x[i] > max) ++hi;
-    }
-    if (below) *below = C(*below + lo);
-    if (above) *above = C(*above + hi);
-    return (below ? lo : 0) + (above ? hi : 0);
-  }
   if constexpr (std::is_same_v<T, uint8_t>) {
     if (n >= kU8TableFrom) return run(HistogramU8<C>(min, max, bins, count), x, n, below, above);
   }

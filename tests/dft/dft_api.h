@@ -54,7 +54,9 @@ struct Api;
   template <>                                                                                                 \
   struct Api<T> {                                                                                             \
     using C = CT;                                                                                             \
-    static constexpr auto dft = morvex_m_dft_##S, dft_divn = morvex_m_dft_divn_##S, idft = morvex_m_idft_##S; \
+    static constexpr auto dft = morvex_m_dft_##S;                                                             \
+    static constexpr auto dft_divn = morvex_m_dft_divn_##S;                                                   \
+    static constexpr auto idft = morvex_m_idft_##S;                                                           \
     static constexpr auto create = morvex_m_dft_plan_create_r2c_1d_##S;                                       \
     static constexpr auto execute = morvex_m_dft_plan_execute_r2c_1d_##S;                                     \
     static constexpr auto execute_divn = morvex_m_dft_plan_execute_r2c_1d_divn_##S;                           \

@@ -17,7 +17,7 @@
 
 #include "common/alloc_fail.h"
 #include "common/trigger_kinds.h"
-#include "dft/reference.h"
+#include "dft/dft_api.h"
 #include "frame/split.h"
 #include "morvex-m.h"
 #include "morvex-tp.h"
