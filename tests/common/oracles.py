@@ -9,7 +9,7 @@ import numpy as np
 import scipy.signal as sig
 from scipy.signal import windows as sw
 
-from morvex import Checks, doubles, f32, f64, fn, i32, out, pp, ptr, u8, u64, vp
+from cdll import Checks, doubles, f32, f64, fn, i32, out, pp, ptr, u8, u64, vp
 
 c = Checks()
 rng = np.random.default_rng(7)
