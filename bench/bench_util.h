@@ -3,8 +3,10 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <immintrin.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -92,6 +94,60 @@ inline void memcpy_reference(benchmark::State& state, size_t read_bytes, size_t 
     benchmark::ClobberMemory();
   }
   state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * bytes));
+}
+
+// The byte floor of a kernel shape: the fastest loop this benchmark can write
+// that reads R bytes and writes W bytes per sample (side by side, in that
+// proportion, as a kernel does) and computes nothing. The widest vectors the
+// processor has (512-bit where AVX-512F is present, else 256-bit); outputs of
+// 8 MiB and more are written with streaming stores, as the library's kernels
+// write them, so that the floor out of cache is what the memory system
+// allows rather than what read-for-ownership stores allow. A kernel close to
+// its floor is bound by memory, not by its arithmetic. Reported as bytes
+// read + written per second, like the kernels.
+namespace floor_detail {
+constexpr size_t kStreamFrom = size_t(8) << 20;
+
+#define MORVEX_BENCH_FLOOR_LOOP(isa, V, zero, load, xor_, store, stream, fence)                     \
+  template <size_t R, size_t W>                                                                       \
+  __attribute__((target(isa))) void loop_##V(const unsigned char* in, unsigned char* out, size_t n) { \
+    constexpr size_t kV = sizeof(__##V##i);                                                           \
+    constexpr size_t kSmall = R == 0 ? W : W == 0 ? R : (R < W ? R : W);                              \
+    constexpr size_t kRead = R / kSmall, kWrite = W / kSmall; /* vectors per step */                 \
+    static_assert(kRead * kSmall == R && kWrite * kSmall == W, "sample sizes that divide");           \
+    const size_t steps = n * kSmall / kV;                                                             \
+    const bool streamed = n * W >= kStreamFrom;                                                       \
+    auto acc = zero();                                                                                \
+    for (size_t s = 0; s < steps; ++s, in += kRead * kV, out += kWrite * kV) {                        \
+      for (size_t b = 0; b < kRead; ++b) acc = xor_(acc, load(reinterpret_cast<const __##V##i*>(in) + b)); \
+      if (streamed)                                                                                   \
+        for (size_t b = 0; b < kWrite; ++b) stream(reinterpret_cast<__##V##i*>(out) + b, acc);        \
+      else                                                                                            \
+        for (size_t b = 0; b < kWrite; ++b) store(reinterpret_cast<__##V##i*>(out) + b, acc);         \
+    }                                                                                                 \
+    if (streamed) fence();                                                                            \
+    benchmark::DoNotOptimize(acc);                                                                    \
+  }
+MORVEX_BENCH_FLOOR_LOOP("avx512f", m512, _mm512_setzero_si512, _mm512_load_si512, _mm512_xor_si512,
+                        _mm512_store_si512, _mm512_stream_si512, _mm_sfence)
+MORVEX_BENCH_FLOOR_LOOP("avx2", m256, _mm256_setzero_si256, _mm256_load_si256, _mm256_xor_si256,
+                        _mm256_store_si256, _mm256_stream_si256, _mm_sfence)
+#undef MORVEX_BENCH_FLOOR_LOOP
+}  // namespace floor_detail
+
+template <size_t R, size_t W>
+void byte_floor(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<unsigned char> src(n * R + 128), dst(n * W + 128);
+  const bool wide = __builtin_cpu_supports("avx512f");
+  for (auto _ : state) {
+    if (wide)
+      floor_detail::loop_m512<R, W>(src.data(), dst.data(), n);
+    else
+      floor_detail::loop_m256<R, W>(src.data(), dst.data(), n);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * (R + W)));
 }
 
 }  // namespace morvex::bench

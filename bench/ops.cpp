@@ -34,6 +34,15 @@ BENCHMARK(BM_memcpy<2, 2>)->Name("BM_memcpy_2_2")->Arg(kBlock)->Arg(kRecord);  /
 BENCHMARK(BM_memcpy<4, 4>)->Name("BM_memcpy_4_4")->Arg(kBlock)->Arg(kRecord);  // f32 abs, log10
 BENCHMARK(BM_memcpy<8, 4>)->Name("BM_memcpy_8_4")->Arg(kBlock)->Arg(kRecord);  // c32f32 magnitude
 
+// BM_floor_<read>_<written>: the byte floor of the same shapes (bench_util.h).
+BENCHMARK(byte_floor<1, 4>)->Name("BM_floor_1_4")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<2, 4>)->Name("BM_floor_2_4")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<1, 8>)->Name("BM_floor_1_8")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<1, 1>)->Name("BM_floor_1_1")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<2, 2>)->Name("BM_floor_2_2")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<4, 4>)->Name("BM_floor_4_4")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(kBlock)->Arg(kRecord);
+
 // ------------------------------------------------------------------ conversions
 template <class TI, class TO>
 void run_convert(benchmark::State& state, int32_t (*fn)(const TI*, TO*, uint64_t, TO, TO)) {
