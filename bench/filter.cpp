@@ -1,7 +1,7 @@
 // IIR filters: execution of an order-8 Butterworth lowpass (4 sections) and
 // bandpass (8 sections) over 1M samples under each kernel configuration, and
 // freqz of 4096 points. Peers: liquid-dsp's second-order-section filter on
-// the same sections (below), and bench/py/filter.py (scipy.signal.sosfilt and
+// the same sections (below), and bench/py/peers.py (scipy.signal.sosfilt and
 // freqz on the same sections), run in the same session.
 #include <vector>
 

@@ -11,7 +11,7 @@
 //  - the bare cosine kernels on the Hanning arguments beside the bare loop.
 //  - liquid/<window>_f32: liquid-dsp's window functions (float, one call
 //    per sample) weighting a block on one thread.
-// The numpy/scipy peers are in bench/py/generate.py.
+// The numpy/scipy peers are in bench/py/peers.py.
 #include <cmath>
 #include <string>
 
