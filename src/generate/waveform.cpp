@@ -4,6 +4,7 @@
 // the chunks to the task pool and the result is the same for any cut.
 #include <cmath>
 #include <cstdint>
+#include <numbers>
 
 #include "frame/split.h"
 #include "generate/cos_exact.h"
@@ -14,7 +15,7 @@ namespace morvex::generate {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+constexpr double kPi = std::numbers::pi;
 
 // The fractional part with the sign of its argument, as modf gives it.
 inline double fraction(double x) {

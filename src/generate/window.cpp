@@ -24,6 +24,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <numbers>
 #include <stdexcept>
 #include <type_traits>
 
@@ -38,7 +39,7 @@ namespace morvex::generate {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+constexpr double kPi = std::numbers::pi;
 // The multiples of the angle are formed as i * (k pi) / (N - 1), not as
 // multiples of one rounded angle.
 constexpr double k2Pi = 2.0 * kPi, k4Pi = 4.0 * kPi, k6Pi = 6.0 * kPi, k8Pi = 8.0 * kPi;
