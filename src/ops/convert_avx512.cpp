@@ -62,13 +62,14 @@ struct Avx512Exact : Avx512 {
   static __m512d widen(const float* p, double) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
   static __m512 madd(__m512 x, __m512 s, __m512 o) { return _mm512_add_ps(_mm512_mul_ps(x, s), o); }
   static __m512d madd(__m512d x, __m512d s, __m512d o) { return _mm512_add_pd(_mm512_mul_pd(x, s), o); }
-  // Two halves of eight, joined through the f64 view (a float-lane insert of
-  // 256 bits would need DQ).
-  static __m512 narrow(const double* p, __m512d s, __m512d o) {
-    const __m256 lo = _mm512_cvtpd_ps(madd(_mm512_loadu_pd(p), s, o));
-    const __m256 hi = _mm512_cvtpd_ps(madd(_mm512_loadu_pd(p + 8), s, o));
-    return _mm512_castpd_ps(_mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_castps_pd(lo)), _mm256_castps_pd(hi), 1));
-  }
+  // Eight doubles give eight floats, stored as a 256-bit vector: joining two
+  // halves into one 512-bit store would put a shuffle on every step's
+  // latency, which short blocks feel and long ones do not repay.
+  static __m256 narrow(const double* p, __m512d s, __m512d o) { return _mm512_cvtpd_ps(madd(_mm512_loadu_pd(p), s, o)); }
+  using Avx512::store;
+  using Avx512::stream;
+  static void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+  static void stream(float* p, __m256 v) { _mm256_stream_ps(p, v); }
 };
 
 }  // namespace
