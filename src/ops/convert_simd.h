@@ -13,8 +13,9 @@
 //   F widen(const TI*, float), D widen(const TI*, double) for each input type,
 //     reading exactly one vector's worth of samples and converting them as
 //     the scalar conversion does
-//   F narrow(const double*, D s, D o) for f64 -> f32 (reads as many doubles as
-//     F has lanes)
+//   narrow(const double*, D s, D o) for f64 -> f32: a float vector (F or one
+//     of half its width) from as many doubles as it has lanes, with store and
+//     stream for that vector too
 //   set1, madd (mul+add or fused), store, stream for F and D
 //
 // Integers up to 16 bits fit any float exactly, so their conversion cannot
@@ -114,7 +115,7 @@ inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
 }
 
 // f64 -> f32: formed in double and rounded once at the end, as the plain
-// kernel does; V::narrow(p, s, o) gives one f32 vector from as many doubles.
+// kernel does; V::narrow(p, s, o) gives one float vector from as many doubles.
 template <class V>
 inline void convert_narrow(const double* in, float* out, uint64_t n, float scale, float offset) {
   const auto s = V::set1(double(scale)), o = V::set1(double(offset));
