@@ -60,13 +60,37 @@ void run_convert(benchmark::State& state, int32_t (*fn)(const TI*, TO*, uint64_t
 
 void BM_convert_u8f32(benchmark::State& s) { run_convert(s, morvex_m_convert_u8f32); }
 void BM_convert_u16f32(benchmark::State& s) { run_convert(s, morvex_m_convert_u16f32); }
-void BM_convert_i16f32(benchmark::State& s) { run_convert(s, morvex_m_convert_i16f32); }
 void BM_convert_u8f64(benchmark::State& s) { run_convert(s, morvex_m_convert_u8f64); }
+void BM_convert_i8f32(benchmark::State& s) { run_convert(s, morvex_m_convert_i8f32); }
+void BM_convert_i16f32(benchmark::State& s) { run_convert(s, morvex_m_convert_i16f32); }
+void BM_convert_i8f64(benchmark::State& s) { run_convert(s, morvex_m_convert_i8f64); }
+void BM_convert_i16f64(benchmark::State& s) { run_convert(s, morvex_m_convert_i16f64); }
+void BM_convert_f32f64(benchmark::State& s) { run_convert(s, morvex_m_convert_f32f64); }
+void BM_convert_f64f32(benchmark::State& s) { run_convert(s, morvex_m_convert_f64f32); }
+// 64 samples shows the fixed cost of a call, 4096 the in-cache rate, 16M the
+// rate against the byte floor. The raw-sample kernels sit in slots with a
+// variant per configuration; the other conversions choose a wide path at
+// call time, so AVX-512, AVX2 (configuration 1) and plain (the loop they used
+// to be) suffice.
+const std::vector<int64_t> kSizes = {64, kBlock, kRecord};
 const std::vector<int64_t> kConfigs = {0, 1, 2, 3, 4};
-BENCHMARK(BM_convert_u8f32)->ArgsProduct({{kBlock, kRecord}, kConfigs});
-BENCHMARK(BM_convert_u16f32)->ArgsProduct({{kBlock, kRecord}, kConfigs});
-BENCHMARK(BM_convert_i16f32)->ArgsProduct({{kBlock, kRecord}, kConfigs});
-BENCHMARK(BM_convert_u8f64)->ArgsProduct({{kBlock, kRecord}, kConfigs});
+BENCHMARK(BM_convert_u8f32)->ArgsProduct({kSizes, kConfigs});
+BENCHMARK(BM_convert_u16f32)->ArgsProduct({kSizes, kConfigs});
+BENCHMARK(BM_convert_u8f64)->ArgsProduct({kSizes, kConfigs});
+BENCHMARK(BM_convert_i8f32)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_i16f32)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_i8f64)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_i16f64)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_f32f64)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_f64f32)->ArgsProduct({kSizes, {0, 1, 4}});
+// The floors of the conversion shapes at the small-block size, and the shapes
+// only conversions have (i16 -> f64, f32 -> f64).
+BENCHMARK(byte_floor<1, 4>)->Name("BM_floor_1_4")->Arg(64);
+BENCHMARK(byte_floor<2, 4>)->Name("BM_floor_2_4")->Arg(64);
+BENCHMARK(byte_floor<1, 8>)->Name("BM_floor_1_8")->Arg(64);
+BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(64);
+BENCHMARK(byte_floor<2, 8>)->Name("BM_floor_2_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<4, 8>)->Name("BM_floor_4_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 // ------------------------------------------------------------------ shift with clipping, deinterleave
 void BM_shr_clip_u16(benchmark::State& state) {
@@ -154,7 +178,7 @@ void BM_volk_8i_s32f_convert_32f(benchmark::State& state) {
   }
   set_bytes(state, n, 4 * n);
 }
-BENCHMARK(BM_volk_8i_s32f_convert_32f)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_volk_8i_s32f_convert_32f)->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 void BM_volk_16i_s32f_convert_32f(benchmark::State& state) {
   const size_t n = size_t(state.range(0));
@@ -167,7 +191,34 @@ void BM_volk_16i_s32f_convert_32f(benchmark::State& state) {
   }
   set_bytes(state, 2 * n, 4 * n);
 }
-BENCHMARK(BM_volk_16i_s32f_convert_32f)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_volk_16i_s32f_convert_32f)->Arg(64)->Arg(kBlock)->Arg(kRecord);
+
+// VOLK's f32 <-> f64 conversions apply no scale or offset.
+void BM_volk_32f_convert_64f(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<float> in(n);
+  Array<double> out(n);
+  for (size_t i = 0; i < n; ++i) in[i] = float(i) * 0.25f;
+  for (auto _ : state) {
+    volk_32f_convert_64f(out.data(), in.data(), unsigned(n));
+    benchmark::ClobberMemory();
+  }
+  set_bytes(state, 4 * n, 8 * n);
+}
+BENCHMARK(BM_volk_32f_convert_64f)->Arg(64)->Arg(kBlock)->Arg(kRecord);
+
+void BM_volk_64f_convert_32f(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<double> in(n);
+  Array<float> out(n);
+  for (size_t i = 0; i < n; ++i) in[i] = double(i) * 0.25;
+  for (auto _ : state) {
+    volk_64f_convert_32f(out.data(), in.data(), unsigned(n));
+    benchmark::ClobberMemory();
+  }
+  set_bytes(state, 8 * n, 4 * n);
+}
+BENCHMARK(BM_volk_64f_convert_32f)->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 void BM_volk_32fc_magnitude_32f(benchmark::State& state) {
   const size_t n = size_t(state.range(0));

@@ -1,18 +1,27 @@
-// The raw-sample conversions (u8 and u16 to f32 and f64), written once over a
-// vector traits type V and instantiated by convert_sse42.cpp, convert_avx.cpp,
-// convert_avx2.cpp and convert_avx512.cpp, each compiled for its own
-// instruction set. Include only from those files.
+// The vector conversions, written once over a vector traits type V and
+// instantiated by convert_sse42.cpp, convert_avx.cpp, convert_avx2.cpp and
+// convert_avx512.cpp, each compiled for its own instruction set. Include only
+// from those files. Two families use it:
+//   the raw-sample conversions (u8 and u16 to f32 and f64), the slot variants,
+//     fused on AVX2 and AVX-512 (MORVEX_CONVERT_INSTANTIATE);
+//   the wide paths that the other conversions take at call time (i8, i16,
+//     i32 and u32 to f32 and f64, f32 -> f64, f64 -> f32), which must give
+//     the plain loop's bits: a multiply then an add, never fused
+//     (MORVEX_CONVERT_EXACT_INSTANTIATE).
 //
-// V provides, for its float vector F (V::kFloats lanes) and double vector D
-// (half as many lanes):
-//   F widen(const uint8_t*, float) / widen(const uint16_t*, float)
-//   D widen(const uint8_t*, double) / widen(const uint16_t*, double)
+// V provides, for its float vector F and double vector D (half as many lanes):
+//   F widen(const TI*, float), D widen(const TI*, double) for each input type,
+//     reading exactly one vector's worth of samples and converting them as
+//     the scalar conversion does
+//   narrow(const double*, D s, D o) for f64 -> f32: a float vector (F or one
+//     of half its width) from as many doubles as it has lanes, with store and
+//     stream for that vector too
 //   set1, madd (mul+add or fused), store, stream for F and D
-// where each widen reads exactly one vector's worth of samples.
 //
-// Every element is converted exactly (u8/u16 fit any float), then multiplied
-// and added as the plain kernel does, or fused where V says so. Every element,
-// the tail included, goes through V::madd, so one call never mixes roundings.
+// Integers up to 16 bits fit any float exactly, so their conversion cannot
+// round; wider ones round once, as the scalar conversion does. Every element,
+// the tail included, goes through the same step, so one call never mixes
+// roundings.
 #pragma once
 
 #include <immintrin.h>
@@ -39,52 +48,78 @@ inline T read(const void* p) {
 // Fewer than a vector's worth of elements, through one vector step on a
 // zero-padded copy: the tail is computed by the very instructions of the bulk
 // (the same rounding, and nothing beyond the kernel's instruction set).
-template <class V, class TI, class TO, class Vec>
-inline void convert_few(const TI* in, TO* out, uint64_t m, Vec s, Vec o) {
+template <class V, class TI, class TO, class Step>
+inline void convert_few(const TI* in, TO* out, uint64_t m, Step step) {
+  using Vec = decltype(step(in));
   constexpr uint64_t kLanes = sizeof(Vec) / sizeof(TO);
   TI a[kLanes] = {};
   alignas(64) TO b[kLanes];
   __builtin_memcpy(a, in, m * sizeof(TI));
-  V::store(b, V::madd(V::widen(a, TO{}), s, o));
+  V::store(b, step(a));
   __builtin_memcpy(out, b, m * sizeof(TO));
 }
 
-template <class V, class TI, class TO>
-inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
-  using Vec = decltype(V::set1(TO{}));
+// The loop every conversion shares. step(p) reads one vector's worth of
+// inputs at p (as many as the output vector has lanes) and returns the
+// converted vector; it sees only whole vectors, so every element goes
+// through the same instructions.
+template <class V, class TI, class TO, class Step>
+inline void convert_with(const TI* in, TO* out, uint64_t n, Step step) {
+  using Vec = decltype(step(in));
   constexpr uint64_t kLanes = sizeof(Vec) / sizeof(TO);
-  const Vec s = V::set1(scale), o = V::set1(offset);
+  if (n == 0) return;  // (the padded copy would pass memcpy a null pointer)
   if (!disjoint(out, in, n)) {
     // An output that overlaps its input: element by element, ascending, as
     // the plain kernel does.
-    for (uint64_t i = 0; i < n; ++i) convert_few<V>(in + i, out + i, 1, s, o);
+    for (uint64_t i = 0; i < n; ++i) convert_few<V>(in + i, out + i, 1, step);
     return;
   }
-  auto at = [&](uint64_t k) { return V::madd(V::widen(in + k, TO{}), s, o); };
+  if (n < kLanes) {
+    convert_few<V>(in, out, n, step);
+    return;
+  }
   uint64_t i = 0;
   const bool aligned_elements = reinterpret_cast<uintptr_t>(out) % sizeof(TO) == 0;
   if (n * sizeof(TO) >= kStreamBytes && aligned_elements) {  // outputs beyond the caches
     // Streaming stores need whole aligned vectors: a short head first.
     const uint64_t head = (sizeof(Vec) - reinterpret_cast<uintptr_t>(out) % sizeof(Vec)) % sizeof(Vec) / sizeof(TO);
-    convert_few<V>(in, out, head, s, o);
+    convert_few<V>(in, out, head, step);
     for (i = head; i + 2 * kLanes <= n; i += 2 * kLanes) {
-      const Vec a = at(i), b = at(i + kLanes);
+      const Vec a = step(in + i), b = step(in + i + kLanes);
       V::stream(out + i, a);
       V::stream(out + i + kLanes, b);
     }
     _mm_sfence();  // order the streamed lines before any later store
   } else {
     for (; i + 2 * kLanes <= n; i += 2 * kLanes) {
-      const Vec a = at(i), b = at(i + kLanes);
+      const Vec a = step(in + i), b = step(in + i + kLanes);
       V::store(out + i, a);
       V::store(out + i + kLanes, b);
     }
   }
   if (i + kLanes <= n) {
-    V::store(out + i, at(i));
+    V::store(out + i, step(in + i));
     i += kLanes;
   }
-  if (i < n) convert_few<V>(in + i, out + i, n - i, s, o);
+  // The last few elements: one more whole vector, ending at n. It recomputes
+  // some elements already written, from inputs the output does not overlap,
+  // so they get the same bits again; cheaper than a padded copy.
+  if (i < n) V::store(out + n - kLanes, step(in + n - kLanes));
+}
+
+// out = TO(in) * scale + offset, with V's widening and V::madd.
+template <class V, class TI, class TO>
+inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
+  const auto s = V::set1(scale), o = V::set1(offset);
+  convert_with<V>(in, out, n, [&](const TI* p) { return V::madd(V::widen(p, TO{}), s, o); });
+}
+
+// f64 -> f32: formed in double and rounded once at the end, as the plain
+// kernel does; V::narrow(p, s, o) gives one float vector from as many doubles.
+template <class V>
+inline void convert_narrow(const double* in, float* out, uint64_t n, float scale, float offset) {
+  const auto s = V::set1(double(scale)), o = V::set1(double(offset));
+  convert_with<V>(in, out, n, [&](const double* p) { return V::narrow(p, s, o); });
 }
 
 #ifdef __AVX__
@@ -122,4 +157,25 @@ struct Avx256 {
   }                                                                                                    \
   void convert_u16f64_##ISA(const uint16_t* in, double* out, uint64_t n, double scale, double offset) { \
     simd::convert<V>(in, out, n, scale, offset);                                                       \
+  }
+
+// Defines the call-time wide conversions of one instruction set from a traits
+// type whose madd multiplies then adds (two roundings, as the plain loop).
+#define MORVEX_CONVERT_EXACT_PAIR(ISA, V, TI, SI)                                                       \
+  void convert_##SI##f32_##ISA(const TI* in, float* out, uint64_t n, float scale, float offset) {      \
+    simd::convert<V>(in, out, n, scale, offset);                                                       \
+  }                                                                                                    \
+  void convert_##SI##f64_##ISA(const TI* in, double* out, uint64_t n, double scale, double offset) {   \
+    simd::convert<V>(in, out, n, scale, offset);                                                       \
+  }
+#define MORVEX_CONVERT_EXACT_INSTANTIATE(ISA, V)                                                        \
+  MORVEX_CONVERT_EXACT_PAIR(ISA, V, int8_t, i8)                                                        \
+  MORVEX_CONVERT_EXACT_PAIR(ISA, V, int16_t, i16)                                                      \
+  MORVEX_CONVERT_EXACT_PAIR(ISA, V, int32_t, i32)                                                      \
+  MORVEX_CONVERT_EXACT_PAIR(ISA, V, uint32_t, u32)                                                     \
+  void convert_f32f64_##ISA(const float* in, double* out, uint64_t n, double scale, double offset) {    \
+    simd::convert<V>(in, out, n, scale, offset);                                                       \
+  }                                                                                                    \
+  void convert_f64f32_##ISA(const double* in, float* out, uint64_t n, float scale, float offset) {     \
+    simd::convert_narrow<V>(in, out, n, scale, offset);                                                \
   }

@@ -44,6 +44,23 @@ MORVEX_CONVERT_VARIANTS(avx2)
 MORVEX_CONVERT_VARIANTS(avx512)
 #undef MORVEX_CONVERT_VARIANTS
 
+// The wide paths of the other conversions, chosen at call time by their plain
+// kernels (ISA: avx2, avx512); bit for bit the plain loop, never fused.
+#define MORVEX_CONVERT_EXACT_DECL_PAIR(ISA, TI, SI)                                                        \
+  void convert_##SI##f32_##ISA(const TI* in, float* out, uint64_t n, float scale, float offset);       \
+  void convert_##SI##f64_##ISA(const TI* in, double* out, uint64_t n, double scale, double offset);
+#define MORVEX_CONVERT_EXACT_DECL(ISA)                                                                     \
+  MORVEX_CONVERT_EXACT_DECL_PAIR(ISA, int8_t, i8)                                                          \
+  MORVEX_CONVERT_EXACT_DECL_PAIR(ISA, int16_t, i16)                                                        \
+  MORVEX_CONVERT_EXACT_DECL_PAIR(ISA, int32_t, i32)                                                        \
+  MORVEX_CONVERT_EXACT_DECL_PAIR(ISA, uint32_t, u32)                                                       \
+  void convert_f32f64_##ISA(const float* in, double* out, uint64_t n, double scale, double offset);   \
+  void convert_f64f32_##ISA(const double* in, float* out, uint64_t n, float scale, float offset);
+MORVEX_CONVERT_EXACT_DECL(avx2)
+MORVEX_CONVERT_EXACT_DECL(avx512)
+#undef MORVEX_CONVERT_EXACT_DECL
+#undef MORVEX_CONVERT_EXACT_DECL_PAIR
+
 // ---------------------------------------------------------------- shr_clip
 #define MORVEX_SHR_CLIP(ISA)                                                                            \
   void shr_clip_u8_##ISA(const uint8_t* in, uint8_t* out, uint64_t n, uint8_t shift, uint8_t low,         \

@@ -289,11 +289,15 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
     return morvex_m_deinterleave##N##_##S(I<T>(a), int32_t(a.n), __VA_ARGS__);                                       \
   }())), MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<T>(a)[i % N * ((a.n + N - 1) / N) + i / N] = I<T>(a)[i]; }())), \
   FLAGS).extra(N * sizeof(T)).lengths(320 / sizeof(T), N * (((8u << 20) / (N * sizeof(T)) / 64 + 1) * (64 / sizeof(T))))
-#define MORVEX_CONVERT_ROWS(TI, SI)                                                                                  \
+#define MORVEX_CONVERT_ROWS(TI, SI, FLAGS)                                                                           \
   row<TI, float>("ops", "convert_" #SI "f32", MORVEX_CALL(morvex_m_convert_##SI##f32(I<TI>(a), O<float>(a), a.n, 0.1f, 3.0f)), \
-                 MORVEX_EACH(TI, float, float(x) * 0.1f + 3.0f), kPlainOnly),                                        \
+                 MORVEX_EACH(TI, float, float(x) * 0.1f + 3.0f), FLAGS),                                             \
   row<TI, double>("ops", "convert_" #SI "f64", MORVEX_CALL(morvex_m_convert_##SI##f64(I<TI>(a), O<double>(a), a.n, 0.1, 3.0)), \
-                  MORVEX_EACH(TI, double, double(x) * 0.1 + 3.0), kPlainOnly)
+                  MORVEX_EACH(TI, double, double(x) * 0.1 + 3.0), FLAGS)
+// The conversions with a wide path chosen at call time. Only i8 may share its
+// storage with the output: other pairs of types may not alias, so the plain
+// loop itself has no defined result in place.
+constexpr uint16_t kWideConvert = kStreams;
 // The raw-sample conversions, with scale and offset where a fused
 // multiply-add and a multiply then an add differ on many codes.
 #define MORVEX_RAW_CONVERT_ROW(TI, SI, TO, SO, FLAGS)                                                                \
@@ -392,12 +396,13 @@ inline const std::vector<KernelRow>& kernel_rows() {
       MORVEX_DEINTERLEAVE_ROW(5, uint8_t, u8, kPlainOnly, d[0], d[1], d[2], d[3], d[4]),
       MORVEX_DEINTERLEAVE_ROW(6, uint16_t, u16, kPlainOnly, d[0], d[1], d[2], d[3], d[4], d[5]),
       MORVEX_ARITH_ROWS(float, f32), MORVEX_ARITH_ROWS(double, f64),
-      MORVEX_CONVERT_ROWS(int8_t, i8), MORVEX_CONVERT_ROWS(int16_t, i16), MORVEX_CONVERT_ROWS(int32_t, i32),
-      MORVEX_CONVERT_ROWS(int64_t, i64), MORVEX_CONVERT_ROWS(uint32_t, u32), MORVEX_CONVERT_ROWS(uint64_t, u64),
+      MORVEX_CONVERT_ROWS(int8_t, i8, kWideConvert | kInPlace | kOverlap), MORVEX_CONVERT_ROWS(int16_t, i16, kWideConvert),
+      MORVEX_CONVERT_ROWS(int32_t, i32, kWideConvert), MORVEX_CONVERT_ROWS(uint32_t, u32, kWideConvert),
+      MORVEX_CONVERT_ROWS(int64_t, i64, kPlainOnly), MORVEX_CONVERT_ROWS(uint64_t, u64, kPlainOnly),
       row<float, double>("ops", "convert_f32f64", MORVEX_CALL(morvex_m_convert_f32f64(I<float>(a), O<double>(a), a.n, 0.1, 3.0)),
-                         MORVEX_EACH(float, double, double(x) * 0.1 + 3.0), kPlainOnly),
+                         MORVEX_EACH(float, double, double(x) * 0.1 + 3.0), kWideConvert),
       row<double, float>("ops", "convert_f64f32", MORVEX_CALL(morvex_m_convert_f64f32(I<double>(a), O<float>(a), a.n, 0.1f, 3.0f)),
-                         MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kPlainOnly),  // formed in double, then narrowed
+                         MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kWideConvert),  // formed in double, then narrowed
       MORVEX_BITS_ROWS(uint8_t, u8), MORVEX_BITS_ROWS(uint16_t, u16), MORVEX_BITS_ROWS(uint32_t, u32), MORVEX_BITS_ROWS(uint64_t, u64),
       MORVEX_CLIP_ROW(uint8_t, u8), MORVEX_CLIP_ROW(uint16_t, u16), MORVEX_CLIP_ROW(float, f32), MORVEX_CLIP_ROW(double, f64),
       row<uint16_t>("ops", "bit_mask_set_u16",
