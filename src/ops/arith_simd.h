@@ -74,15 +74,16 @@ inline void elementwise(T* out, uint64_t n, Op op, const In*... in) {
     }
     _mm_sfence();
   } else {
-    // Four independent vectors per round keep both load ports and the store
-    // port busy on blocks that sit in the first- or second-level cache.
+    // Four vectors per round, each stored as soon as it is computed: with
+    // the output a little above an input modulo 4 KiB, a store queued
+    // behind four loads makes the next loads wait on a false dependence
+    // more often than one issued at once (measured over every 16-byte
+    // offset of the output against the input).
     for (; i + 4 * L <= n; i += 4 * L) {
-      const V r0 = op(load<V>(in + i)...), r1 = op(load<V>(in + i + L)...);
-      const V r2 = op(load<V>(in + i + 2 * L)...), r3 = op(load<V>(in + i + 3 * L)...);
-      store(out + i, r0);
-      store(out + i + L, r1);
-      store(out + i + 2 * L, r2);
-      store(out + i + 3 * L, r3);
+      store(out + i, op(load<V>(in + i)...));
+      store(out + i + L, op(load<V>(in + i + L)...));
+      store(out + i + 2 * L, op(load<V>(in + i + 2 * L)...));
+      store(out + i + 3 * L, op(load<V>(in + i + 3 * L)...));
     }
   }
   for (; i + L <= n; i += L) store(out + i, op(load<V>(in + i)...));
