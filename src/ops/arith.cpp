@@ -86,43 +86,56 @@ inline int32_t unary(const T* in, T* out, uint64_t n, Op op) {
 // element i before out[i] is written; any other goes to the widest kernel the
 // flags allow (frame/call_time.h: arith), all of which give the plain loop's
 // bits. `op` is the operation on scalars, for the element loop.
+//
+// These are the whole fixed cost of a call, which is most of a 64-sample
+// call's time: one compare per input for the overlap, the flag bytes, and a
+// jump to the kernel. A count of 0 needs no test of its own: no array is
+// touched either way.
+
+// Whether n elements at out share no byte with n elements at in, in one
+// compare: the distance out - in, moved up by one array less a byte, lands
+// at or past two arrays less a byte exactly when |out - in| is at least one
+// array (unsigned wrap-around takes care of out below in). For n = 0 it
+// answers "apart" only for out == in, and then the kernel has nothing to do.
+template <class T>
+inline bool apart(const T* out, const T* in, uint64_t n) {
+  const uint64_t bytes = n * sizeof(T);
+  return reinterpret_cast<uintptr_t>(out) - reinterpret_cast<uintptr_t>(in) + (bytes - 1) >= 2 * bytes - 1;
+}
+
 template <class T, class Op, class K>
 inline int32_t binary(const T* a, const T* b, T* out, uint64_t n, Op op, K* avx512, K* avx, K* plain) {
-  if (n == 0) return 0;
-  if (disjoint(out, a, n) && disjoint(out, b, n)) {
-    frame::call_time::arith::choose(avx512, avx, plain)(a, b, out, n);
-  } else {
-    for (uint64_t i = 0; i < n; ++i) out[i] = op(a[i], b[i]);
-  }
+  if (apart(out, a, n) && apart(out, b, n)) return frame::call_time::arith::choose(avx512, avx, plain)(a, b, out, n);
+  for (uint64_t i = 0; i < n; ++i) out[i] = op(a[i], b[i]);
   return 0;
 }
 
 template <class T, class Op, class K>
 inline int32_t with_const(const T* in, T* out, uint64_t n, T c, Op op, K* avx512, K* avx, K* plain) {
-  if (n == 0) return 0;
-  if (disjoint(out, in, n)) {
-    frame::call_time::arith::choose(avx512, avx, plain)(in, out, n, c);
-  } else {
-    for (uint64_t i = 0; i < n; ++i) out[i] = op(in[i], c);
-  }
+  if (apart(out, in, n)) return frame::call_time::arith::choose(avx512, avx, plain)(in, out, n, c);
+  for (uint64_t i = 0; i < n; ++i) out[i] = op(in[i], c);
   return 0;
 }
 
 // The plain kernels of add ... pow2: the loops above, which the baseline
 // compiler runs two or four lanes wide.
-#define MORVEX_ARITH_PLAIN_BINARY(op, expr)                                        \
-  void op##_f32_plain(const float* a, const float* b, float* out, uint64_t n) {    \
-    binary_bulk<true>(a, b, out, n, [](auto x, auto y) { return expr; });           \
-  }                                                                                \
-  void op##_f64_plain(const double* a, const double* b, double* out, uint64_t n) { \
-    binary_bulk<true>(a, b, out, n, [](auto x, auto y) { return expr; });           \
+#define MORVEX_ARITH_PLAIN_BINARY(op, expr)                                           \
+  int32_t op##_f32_plain(const float* a, const float* b, float* out, uint64_t n) {    \
+    binary_bulk<true>(a, b, out, n, [](auto x, auto y) { return expr; });              \
+    return 0;                                                                         \
+  }                                                                                   \
+  int32_t op##_f64_plain(const double* a, const double* b, double* out, uint64_t n) { \
+    binary_bulk<true>(a, b, out, n, [](auto x, auto y) { return expr; });              \
+    return 0;                                                                         \
   }
-#define MORVEX_ARITH_PLAIN_CONST(op, expr)                                         \
-  void op##_f32_plain(const float* in, float* out, uint64_t n, float c) {          \
-    unary_bulk<true>(in, out, n, [c](auto x) { return expr; });                     \
-  }                                                                                \
-  void op##_f64_plain(const double* in, double* out, uint64_t n, double c) {       \
-    unary_bulk<true>(in, out, n, [c](auto x) { return expr; });                     \
+#define MORVEX_ARITH_PLAIN_CONST(op, expr)                                            \
+  int32_t op##_f32_plain(const float* in, float* out, uint64_t n, float c) {          \
+    unary_bulk<true>(in, out, n, [c](auto x) { return expr; });                        \
+    return 0;                                                                         \
+  }                                                                                   \
+  int32_t op##_f64_plain(const double* in, double* out, uint64_t n, double c) {       \
+    unary_bulk<true>(in, out, n, [c](auto x) { return expr; });                        \
+    return 0;                                                                         \
   }
 MORVEX_ARITH_BINARY_OPS(MORVEX_ARITH_PLAIN_BINARY)
 MORVEX_ARITH_UNARY_KERNELS(MORVEX_ARITH_PLAIN_CONST)

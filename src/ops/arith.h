@@ -4,7 +4,9 @@
 // the plain loop (arith.cpp) and the AVX and AVX-512 kernels (arith_simd.h)
 // give the same bits; the export picks one at every call from the option
 // flags (frame/call_time.h: arith). Each operation is listed once here, as
-// the expression its loops compute from x (and y, or the constant c).
+// the expression its loops compute from x (and y, or the constant c). These
+// kernels return the export's status (always 0), so that the export ends in
+// a jump to the kernel rather than a call and a return.
 //
 // mulc_addc kernels, chosen at each call from the option flags: AVX2+FMA3
 // (one fused multiply-add per element), else SSE4.2, else plain (a multiply
@@ -25,15 +27,15 @@
 namespace morvex::ops {
 
 #define MORVEX_ARITH_DECLARE_BINARY(op, expr)                                   \
-  void op##_f32_avx(const float*, const float*, float*, uint64_t);             \
-  void op##_f64_avx(const double*, const double*, double*, uint64_t);          \
-  void op##_f32_avx512(const float*, const float*, float*, uint64_t);          \
-  void op##_f64_avx512(const double*, const double*, double*, uint64_t);
+  int32_t op##_f32_avx(const float*, const float*, float*, uint64_t);          \
+  int32_t op##_f64_avx(const double*, const double*, double*, uint64_t);       \
+  int32_t op##_f32_avx512(const float*, const float*, float*, uint64_t);       \
+  int32_t op##_f64_avx512(const double*, const double*, double*, uint64_t);
 #define MORVEX_ARITH_DECLARE_CONST(op, expr)                                    \
-  void op##_f32_avx(const float*, float*, uint64_t, float);                    \
-  void op##_f64_avx(const double*, double*, uint64_t, double);                 \
-  void op##_f32_avx512(const float*, float*, uint64_t, float);                 \
-  void op##_f64_avx512(const double*, double*, uint64_t, double);
+  int32_t op##_f32_avx(const float*, float*, uint64_t, float);                 \
+  int32_t op##_f64_avx(const double*, double*, uint64_t, double);              \
+  int32_t op##_f32_avx512(const float*, float*, uint64_t, float);              \
+  int32_t op##_f64_avx512(const double*, double*, uint64_t, double);
 MORVEX_ARITH_BINARY_OPS(MORVEX_ARITH_DECLARE_BINARY)
 MORVEX_ARITH_UNARY_KERNELS(MORVEX_ARITH_DECLARE_CONST)
 #undef MORVEX_ARITH_DECLARE_BINARY
