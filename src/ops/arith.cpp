@@ -87,11 +87,11 @@ inline int32_t unary(const T* in, T* out, uint64_t n, Op op) {
 // flags allow (frame/call_time.h: arith), all of which give the plain loop's
 // bits. `op` is the operation on scalars, for the element loop.
 //
-// These are the whole fixed cost of a call, which is most of a 64-sample
-// call's time: one compare per input for the overlap, the flag bytes, and a
-// jump to the kernel. A count of 0 needs no test of its own: no array is
-// touched either way.
-
+// This is the whole fixed cost of a call, and most of a 64-sample call's
+// time: one compare per input for the overlap, the flag bytes, and a jump to
+// the kernel. A count of 0 needs no test of its own: no array is touched
+// either way.
+//
 // Whether n elements at out share no byte with n elements at in, in one
 // compare: the distance out - in, moved up by one array less a byte, lands
 // at or past two arrays less a byte exactly when |out - in| is at least one
