@@ -1,8 +1,11 @@
 // Arithmetic family and the task pool.
+#ifdef MORVEX_BENCH_HAVE_VOLK
 #include <volk/volk.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <vector>
 
 #include "bench_util.h"
@@ -11,62 +14,114 @@
 namespace morvex::bench {
 namespace {
 
+// ------------------------------------------------------------------ arithmetic
+// BM_<export>/<n> under all features, and BM_<export>/<n>/<config> (the
+// configurations of bench_util.h) where a narrower kernel is shown. Bytes are
+// read + written, as for the floors: add_f32 is the 8_4 shape, mulc_f32 4_4,
+// add_f64 16_8, mulc_f64 8_8.
+constexpr int64_t kSmall = 64;
+
+template <class T>
+void fill_operands(Array<T>& a, Array<T>* b) {
+  for (size_t i = 0; i < a.size(); ++i) {
+    a[i] = T(1) + T(i % 251) * T(0.01);
+    if (b) (*b)[i] = T(0.5) + T(i % 13);
+  }
+}
+
+template <class T>
+void run_binary(benchmark::State& state, int32_t (*fn)(const T*, const T*, T*, uint64_t), bool configured) {
+  const size_t n = size_t(state.range(0));
+  ConfigScope config(state, configured ? int(state.range(1)) : 0);
+  Array<T> a(n), b(n), out(n);
+  fill_operands(a, &b);
+  for (auto _ : state) {
+    fn(a.data(), b.data(), out.data(), n);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(3 * n * sizeof(T)));
+}
+
+template <class T>
+void run_const(benchmark::State& state, int32_t (*fn)(const T*, T*, uint64_t, T), bool configured) {
+  const size_t n = size_t(state.range(0));
+  ConfigScope config(state, configured ? int(state.range(1)) : 0);
+  Array<T> in(n), out(n);
+  fill_operands<T>(in, nullptr);
+  for (auto _ : state) {
+    fn(in.data(), out.data(), n, T(1.5));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * n * sizeof(T)));
+}
+
+template <class T>
+void run_abs(benchmark::State& state, int32_t (*fn)(const T*, T*, uint64_t), bool configured) {
+  const size_t n = size_t(state.range(0));
+  ConfigScope config(state, configured ? int(state.range(1)) : 0);
+  Array<T> in(n), out(n);
+  for (size_t i = 0; i < n; ++i) in[i] = T(i) - T(n / 2);
+  for (auto _ : state) {
+    fn(in.data(), out.data(), n);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * n * sizeof(T)));
+}
+
+// Beside the median, the fastest repetition: on a machine shared with other
+// work, the ratio of two minima is the steadier reading of two kernels.
+benchmark::internal::Benchmark* with_min(benchmark::internal::Benchmark* b) {
+  return b->ComputeStatistics("min", [](const std::vector<double>& v) { return *std::min_element(v.begin(), v.end()); });
+}
+
+// Every export at the three sizes; add and mulc also with AVX-512 off (the
+// AVX kernel) and with AVX off (the baseline loop), at 4096 and 16M.
+template <class Fn, class Run>
+void register_export(const char* name, Run run, Fn fn, bool fallbacks) {
+  const std::string full = std::string("BM_") + name;
+  with_min(benchmark::RegisterBenchmark(full.c_str(), run, fn, false))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  if (fallbacks)
+    with_min(benchmark::RegisterBenchmark(full.c_str(), run, fn, true))->ArgsProduct({{kBlock, kRecord}, {1, 3}});
+}
+
+#define MORVEX_BENCH_ARITH(op, fallbacks)                                                  \
+  register_export(#op "_f32", run_binary<float>, morvex_m_##op##_f32, fallbacks),          \
+      register_export(#op "_f64", run_binary<double>, morvex_m_##op##_f64, fallbacks)
+#define MORVEX_BENCH_ARITHC(op, fallbacks)                                                 \
+  register_export(#op "_f32", run_const<float>, morvex_m_##op##_f32, fallbacks),           \
+      register_export(#op "_f64", run_const<double>, morvex_m_##op##_f64, fallbacks)
+
+const bool arith_registered = [] {
+  MORVEX_BENCH_ARITH(add, true), MORVEX_BENCH_ARITH(sub, false), MORVEX_BENCH_ARITH(mul, false),
+      MORVEX_BENCH_ARITH(div, false);
+  MORVEX_BENCH_ARITHC(addc, false), MORVEX_BENCH_ARITHC(subc, false), MORVEX_BENCH_ARITHC(mulc, true),
+      MORVEX_BENCH_ARITHC(divc, false);
+  // abs_f32 has its rows in ops.cpp; f64 is the 8_8 shape.
+  register_export("abs_f64", run_abs<double>, morvex_m_abs_f64, false);
+  return true;
+}();
+
+// The floors of the f64 shapes (the f32 ones, 8_4 and 4_4, are in ops.cpp).
+const bool floors_registered = [] {
+  with_min(benchmark::RegisterBenchmark("BM_floor_16_8", byte_floor<16, 8>))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  with_min(benchmark::RegisterBenchmark("BM_floor_8_8", byte_floor<8, 8>))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  return true;
+}();
+
 void BM_memcpy_add_f32(benchmark::State& state) {
   memcpy_reference(state, 2 * state.range(0) * sizeof(float), state.range(0) * sizeof(float));
 }
 BENCHMARK(BM_memcpy_add_f32)->Arg(kBlock)->Arg(kRecord);
-
-void BM_add_f32(benchmark::State& state) {
-  const size_t n = state.range(0);
-  Array<float> a(n), b(n), out(n);
-  for (size_t i = 0; i < n; ++i) a[i] = float(i), b[i] = 0.5f;
-  for (auto _ : state) {
-    morvex_m_add_f32(a.data(), b.data(), out.data(), n);
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(3 * n * sizeof(float)));
-}
-BENCHMARK(BM_add_f32)->Arg(kBlock)->Arg(kRecord);
-
-#ifdef MORVEX_BENCH_HAVE_VOLK
-void BM_volk_32f_x2_add_32f(benchmark::State& state) {
-  const size_t n = state.range(0);
-  Array<float> a(n), b(n), out(n);
-  for (auto _ : state) {
-    volk_32f_x2_add_32f(out.data(), a.data(), b.data(), unsigned(n));
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(3 * n * sizeof(float)));
-}
-BENCHMARK(BM_volk_32f_x2_add_32f)->Arg(kBlock)->Arg(kRecord);
-
-void BM_volk_32f_s32f_multiply_32f(benchmark::State& state) {
-  const size_t n = state.range(0);
-  Array<float> in(n), out(n);
-  for (auto _ : state) {
-    volk_32f_s32f_multiply_32f(out.data(), in.data(), 1.5f, unsigned(n));
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * n * sizeof(float)));
-}
-BENCHMARK(BM_volk_32f_s32f_multiply_32f)->Arg(kBlock)->Arg(kRecord);
-#endif
 
 void BM_memcpy_unary_f32(benchmark::State& state) {
   memcpy_reference(state, state.range(0) * sizeof(float), state.range(0) * sizeof(float));
 }
 BENCHMARK(BM_memcpy_unary_f32)->Arg(kBlock)->Arg(kRecord);
 
-void BM_mulc_f32(benchmark::State& state) {
-  const size_t n = state.range(0);
-  Array<float> in(n), out(n);
-  for (auto _ : state) {
-    morvex_m_mulc_f32(in.data(), out.data(), n, 1.5f);
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * n * sizeof(float)));
+void BM_memcpy_unary_f64(benchmark::State& state) {
+  memcpy_reference(state, state.range(0) * sizeof(double), state.range(0) * sizeof(double));
 }
-BENCHMARK(BM_mulc_f32)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_memcpy_unary_f64)->Arg(kBlock)->Arg(kRecord);
 
 template <class T>
 void BM_mulc_addc(benchmark::State& state) {
@@ -86,10 +141,54 @@ void BM_mulc_addc(benchmark::State& state) {
 BENCHMARK(BM_mulc_addc<float>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
 BENCHMARK(BM_mulc_addc<double>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
 
-void BM_memcpy_unary_f64(benchmark::State& state) {
-  memcpy_reference(state, state.range(0) * sizeof(double), state.range(0) * sizeof(double));
+// VOLK's counterparts, same operands and sizes. Each is called through its
+// dispatch pointer as read at the call (the pointer starts at a resolver that
+// rebinds it on the first call), which then picks the aligned kernels: the
+// arrays are 64-byte aligned.
+#ifdef MORVEX_BENCH_HAVE_VOLK
+template <class T>
+void run_volk_binary(benchmark::State& state, void (**fn)(T*, const T*, const T*, unsigned)) {
+  const size_t n = size_t(state.range(0));
+  Array<T> a(n), b(n), out(n);
+  fill_operands(a, &b);
+  for (auto _ : state) {
+    (*fn)(out.data(), a.data(), b.data(), unsigned(n));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(3 * n * sizeof(T)));
 }
-BENCHMARK(BM_memcpy_unary_f64)->Arg(kBlock)->Arg(kRecord);
+
+void run_volk_const(benchmark::State& state, void (**fn)(float*, const float*, float, unsigned)) {
+  const size_t n = size_t(state.range(0));
+  Array<float> in(n), out(n);
+  fill_operands<float>(in, nullptr);
+  for (auto _ : state) {
+    (*fn)(out.data(), in.data(), 1.5f, unsigned(n));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(2 * n * sizeof(float)));
+}
+
+const bool volk_registered = [] {
+  const std::pair<const char*, void (**)(float*, const float*, const float*, unsigned)> binary32[] = {
+      {"BM_volk_32f_x2_add_32f", &volk_32f_x2_add_32f},
+      {"BM_volk_32f_x2_subtract_32f", &volk_32f_x2_subtract_32f},
+      {"BM_volk_32f_x2_multiply_32f", &volk_32f_x2_multiply_32f},
+      {"BM_volk_32f_x2_divide_32f", &volk_32f_x2_divide_32f}};
+  const std::pair<const char*, void (**)(double*, const double*, const double*, unsigned)> binary64[] = {
+      {"BM_volk_64f_x2_add_64f", &volk_64f_x2_add_64f}, {"BM_volk_64f_x2_multiply_64f", &volk_64f_x2_multiply_64f}};
+  const std::pair<const char*, void (**)(float*, const float*, float, unsigned)> const32[] = {
+      {"BM_volk_32f_s32f_add_32f", &volk_32f_s32f_add_32f},
+      {"BM_volk_32f_s32f_multiply_32f", &volk_32f_s32f_multiply_32f}};
+  for (const auto& [name, fn] : binary32)
+    with_min(benchmark::RegisterBenchmark(name, run_volk_binary<float>, fn))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  for (const auto& [name, fn] : binary64)
+    with_min(benchmark::RegisterBenchmark(name, run_volk_binary<double>, fn))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  for (const auto& [name, fn] : const32)
+    with_min(benchmark::RegisterBenchmark(name, run_volk_const, fn))->Arg(kSmall)->Arg(kBlock)->Arg(kRecord);
+  return true;
+}();
+#endif
 
 // The pool: a split whose element kernel does almost nothing, so that the
 // time is the hand-off to a worker and back. Calls come back to back, as a

@@ -85,6 +85,7 @@ struct Ladder {
 // also runs plainly on blocks too short to fill its lanes.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                              \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)          \
+  X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)               \
   X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512, avx2_fma3)         \
   X(deinterleave2_u8,  "deinterleave2_u8",                                              avx2_fma3, sse42)          \
   X(deinterleave,      "deinterleave3_u8 deinterleave4_u8 deinterleave2..4_u16",        sse42)                     \

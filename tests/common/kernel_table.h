@@ -369,7 +369,7 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
 inline const std::vector<KernelRow>& kernel_rows() {
   namespace reduce = morvex::reduce;
   namespace ops = morvex::ops;
-  constexpr uint16_t kArith = kPlainOnly | kInPlace | kOverlap | kStreams, kBits = kPlainOnly | kInPlace | kOverlap;
+  constexpr uint16_t kArith = kInPlace | kOverlap | kStreams, kBits = kPlainOnly | kInPlace | kOverlap;
   static const std::vector<KernelRow> rows = {
       // ---- ops: the kernels behind the slots and the call-time choices
       row<float>("ops", "abs_f32", MORVEX_CALL(morvex_m_abs_f32(I<float>(a), O<float>(a), a.n)),
