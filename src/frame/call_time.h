@@ -94,6 +94,8 @@ struct Ladder {
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
   X(index_gte_u16,     "index_gte_u16 (and the u16 triggers)",                          avx2_fma3, sse42)          \
   X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8, index_gt/lte/lt/in/out u16",     sse42)                     \
+  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                 \
+  X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)         \
   X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)         \
   X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)        \
   X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)        \
