@@ -58,31 +58,25 @@ struct Avx2 {
     constexpr uint32_t all = kFloat || kDouble ? (1u << kLanes) - 1 : ~0u;
     return equal_bits(acc, best) != all;
   }
-  // The horizontal extreme: the two halves, then rotations by half of what
-  // is left (rotations rather than shifts, so no lane is filled with zeros).
-  static T reduce(V v) {
-    __m128i r;
-    auto op = [](__m128i a, __m128i b) {
-      if constexpr (kFloat)
-        return _mm_castps_si128(kMax ? _mm_max_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b))
-                                     : _mm_min_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
-      else if constexpr (kDouble)
-        return _mm_castpd_si128(kMax ? _mm_max_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b))
-                                     : _mm_min_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
-      else if constexpr (std::is_same_v<T, uint8_t>) return kMax ? _mm_max_epu8(a, b) : _mm_min_epu8(a, b);
-      else if constexpr (std::is_same_v<T, uint16_t>) return kMax ? _mm_max_epu16(a, b) : _mm_min_epu16(a, b);
-      else return kMax ? _mm_max_epi16(a, b) : _mm_min_epi16(a, b);
-    };
-    if constexpr (kFloat) r = _mm256_castsi256_si128(_mm256_castps_si256(v)), r = op(r, _mm_castps_si128(_mm256_extractf128_ps(v, 1)));
-    else if constexpr (kDouble) r = _mm256_castsi256_si128(_mm256_castpd_si256(v)), r = op(r, _mm_castpd_si128(_mm256_extractf128_pd(v, 1)));
-    else r = op(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-    r = op(r, _mm_alignr_epi8(r, r, 8));
-    if constexpr (sizeof(T) <= 4) r = op(r, _mm_alignr_epi8(r, r, 4));
-    if constexpr (sizeof(T) <= 2) r = op(r, _mm_alignr_epi8(r, r, 2));
-    if constexpr (sizeof(T) == 1) r = op(r, _mm_alignr_epi8(r, r, 1));
-    T out;
-    __builtin_memcpy(&out, &r, sizeof out);
-    return out;
+  // The extreme of all lanes in every lane: the halves exchanged, then
+  // rotations within each half by half of what is left (rotations rather
+  // than shifts, so no lane is filled with zeros).
+  static V spread(V v) {
+    if constexpr (kFloat) {
+      v = fold(_mm256_permute2f128_ps(v, v, 1), v);
+      v = fold(_mm256_permute_ps(v, 0x4E), v);
+      return fold(_mm256_permute_ps(v, 0xB1), v);
+    } else if constexpr (kDouble) {
+      v = fold(_mm256_permute2f128_pd(v, v, 1), v);
+      return fold(_mm256_permute_pd(v, 0x5), v);
+    } else {
+      v = fold(_mm256_permute2x128_si256(v, v, 1), v);
+      v = fold(_mm256_alignr_epi8(v, v, 8), v);
+      v = fold(_mm256_alignr_epi8(v, v, 4), v);
+      v = fold(_mm256_alignr_epi8(v, v, 2), v);
+      if constexpr (sizeof(T) == 1) v = fold(_mm256_alignr_epi8(v, v, 1), v);
+      return v;
+    }
   }
 };
 

@@ -54,9 +54,19 @@ struct Avx512 {
     if constexpr (kFloat) return _mm512_cmp_ps_mask(v, m, _CMP_EQ_OQ);
     else return _mm512_cmp_pd_mask(v, m, _CMP_EQ_OQ);
   }
-  static T reduce(V v) {
-    if constexpr (kFloat) return kMax ? _mm512_reduce_max_ps(v) : _mm512_reduce_min_ps(v);
-    else return kMax ? _mm512_reduce_max_pd(v) : _mm512_reduce_min_pd(v);
+  // The extreme of all lanes in every lane: 256-bit halves exchanged, then
+  // 128-bit quarters, then pairs and neighbours within each quarter.
+  static V spread(V v) {
+    if constexpr (kFloat) {
+      v = fold(_mm512_shuffle_f32x4(v, v, 0x4E), v);
+      v = fold(_mm512_shuffle_f32x4(v, v, 0xB1), v);
+      v = fold(_mm512_permute_ps(v, 0x4E), v);
+      return fold(_mm512_permute_ps(v, 0xB1), v);
+    } else {
+      v = fold(_mm512_shuffle_f64x2(v, v, 0x4E), v);
+      v = fold(_mm512_shuffle_f64x2(v, v, 0xB1), v);
+      return fold(_mm512_permute_pd(v, 0x55), v);
+    }
   }
 };
 

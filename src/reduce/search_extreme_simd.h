@@ -56,7 +56,7 @@ inline void fill_all(V (&acc)[G], V v) {
 // Ops provides: T, V, kLanes, kGroup (vectors per group, accumulators),
 // kMax (max or min), load (unaligned), set1, fold(x, acc) (the extreme, acc
 // returned when x is a NaN), moved(acc, best) (some lane differs from best),
-// reduce (the horizontal extreme of a NaN-free vector), equal_bits(v, m)
+// spread (the extreme of a NaN-free vector's lanes, in every lane), equal_bits(v, m)
 // (movemask-style bits of the lanes equal to m, kLaneBits per lane).
 template <class Ops>
 inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, typename Ops::T* value) {
@@ -69,8 +69,13 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
   if (!(best == best)) return n;  // a NaN bar: no comparison with it holds
   uint64_t at = n;
   if (n - i < W) {
-    for (; i < n; ++i)
-      if (Ops::kMax ? x[i] > best : x[i] < best) best = x[i], at = i;
+    // Selects rather than a branch, which would mispredict on most records.
+    for (; i < n; ++i) {
+      const T v = x[i];
+      const bool better = Ops::kMax ? v > best : v < best;
+      at = better ? i : at;
+      best = better ? v : best;
+    }
     if (at != n) *value = best;
     return at;
   }
@@ -96,7 +101,7 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
     // Everything before this chunk is at most as good as best, so the new
     // extreme lies in it (or in the overlapping vector's part of it): four
     // vectors tested at a time, then the one that holds it.
-    bar = Ops::set1(Ops::reduce(all));
+    bar = Ops::spread(all);
     uint64_t j = from < last ? from : last;
     for (; end - j >= 4 * W; j += 4 * W)
       if (Ops::equal_bits(Ops::load(x + j), bar) | Ops::equal_bits(Ops::load(x + j + W), bar) |
