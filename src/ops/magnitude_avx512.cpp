@@ -45,7 +45,8 @@ struct Avx512 {
   static V rcp(V a) { return _mm512_rcp14_ps(a); }
   static constexpr uint32_t kAll = 0xFFFF;
   static uint32_t certain(V rl, V rh, V s, V limit) {
-    return _mm512_mask_cmp_ps_mask(_mm512_cmpge_epu32_mask(_mm512_castps_si512(s), _mm512_castps_si512(limit)), rl, rh, _CMP_EQ_OQ);
+    const __mmask16 large = _mm512_cmpge_epu32_mask(_mm512_castps_si512(s), _mm512_castps_si512(limit));
+    return _mm512_mask_cmp_ps_mask(large, rl, rh, _CMP_EQ_OQ);
   }
   static void store(float* p, V v) { _mm512_storeu_ps(p, in_order(v)); }
   static void stream(float* p, V v) { _mm512_stream_ps(p, in_order(v)); }

@@ -50,14 +50,17 @@ inline void fold_vectors(A& acc, const typename Ops::T* p) {
 
 template <class V, uint64_t G>
 inline void fill_all(V (&acc)[G], V v) {
-  [&]<uint64_t... g>(std::integer_sequence<uint64_t, g...>) { ((acc[g] = v), ...); }(std::make_integer_sequence<uint64_t, G>{});
+  [&]<uint64_t... g>(std::integer_sequence<uint64_t, g...>) {
+    ((acc[g] = v), ...);
+  }(std::make_integer_sequence<uint64_t, G>{});
 }
 
 // Ops provides: T, V, kLanes, kGroup (vectors per group, accumulators),
 // kMax (max or min), load (unaligned), set1, fold(x, acc) (the extreme, acc
 // returned when x is a NaN), moved(acc, best) (some lane differs from best),
-// spread (the extreme of a NaN-free vector's lanes, in every lane), equal_bits(v, m)
-// (movemask-style bits of the lanes equal to m, kLaneBits per lane).
+// spread (the extreme of a NaN-free vector's lanes, in every lane),
+// equal_bits(v, m) (movemask-style bits of the lanes equal to m, kLaneBits
+// per lane).
 template <class Ops>
 inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, typename Ops::T* value) {
   using T = typename Ops::T;
