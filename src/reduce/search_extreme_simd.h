@@ -103,20 +103,25 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
     if (!Ops::moved(all, bar)) continue;
     // Everything before this chunk is at most as good as best, so the new
     // extreme lies in it (or in the overlapping vector's part of it): four
-    // vectors tested at a time, then the one that holds it.
+    // vectors tested at a time, then one at a time over the rest.
     bar = Ops::spread(all);
     uint64_t j = from < last ? from : last;
-    for (; end - j >= 4 * W; j += 4 * W)
-      if (Ops::equal_bits(Ops::load(x + j), bar) | Ops::equal_bits(Ops::load(x + j + W), bar) |
-          Ops::equal_bits(Ops::load(x + j + 2 * W), bar) | Ops::equal_bits(Ops::load(x + j + 3 * W), bar))
-        break;
-    for (; j < end; j += W) {
-      const uint64_t k = j < last ? j : last;
-      if (const uint32_t bits = Ops::equal_bits(Ops::load(x + k), bar)) {
-        at = k + uint64_t(__builtin_ctz(bits)) / Ops::kLaneBits;
+    uint64_t hit = n;
+    auto lane = [](uint32_t bits) { return uint64_t(__builtin_ctz(bits)) / Ops::kLaneBits; };
+    for (; end - j >= 4 * W; j += 4 * W) {
+      const uint32_t b0 = Ops::equal_bits(Ops::load(x + j), bar), b1 = Ops::equal_bits(Ops::load(x + j + W), bar),
+                     b2 = Ops::equal_bits(Ops::load(x + j + 2 * W), bar),
+                     b3 = Ops::equal_bits(Ops::load(x + j + 3 * W), bar);
+      if (b0 | b1 | b2 | b3) {
+        hit = b0 ? j + lane(b0) : b1 ? j + W + lane(b1) : b2 ? j + 2 * W + lane(b2) : j + 3 * W + lane(b3);
         break;
       }
     }
+    for (; hit == n && j < end; j += W) {
+      const uint64_t k = j < last ? j : last;
+      if (const uint32_t bits = Ops::equal_bits(Ops::load(x + k), bar)) hit = k + lane(bits);
+    }
+    at = hit;
     best = x[at];
     fill_all(acc, bar);
   }
