@@ -7,6 +7,7 @@
 
 #include "frame/call_time.h"
 #include "morvex-m/reduce.h"
+#include "ops/stream.h"
 #include "reduce/kernels.h"
 
 namespace morvex::reduce {
@@ -171,25 +172,36 @@ MORVEX_EXTREME_BOTH(double, f64)
 #undef MORVEX_EXTREME_BOTH
 #undef MORVEX_EXTREME_PLAIN
 
-// frame/call_time.h: index_extreme_int (AVX2 and FMA3, else plain) and
-// index_extreme_flt (AVX-512 first).
-#define MORVEX_SEARCH_EXTREME(T, S, OP, FAMILY, ...)                                              \
-  int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                 \
-    return from_position(n, p, [&](uint64_t s) {                                                  \
-      return frame::call_time::FAMILY::choose(__VA_ARGS__ OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v); \
-    });                                                                                           \
+// frame/call_time.h: index_extreme_int (AVX2 and FMA3, else plain).
+#define MORVEX_SEARCH_EXTREME(T, S, OP)                                                                    \
+  int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                          \
+    return from_position(n, p, [&](uint64_t s) {                                                           \
+      return frame::call_time::index_extreme_int::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v);   \
+    });                                                                                                    \
   }
-MORVEX_SEARCH_EXTREME(int16_t, i16, max, index_extreme_int)
-MORVEX_SEARCH_EXTREME(int16_t, i16, min, index_extreme_int)
-MORVEX_SEARCH_EXTREME(uint8_t, u8, max, index_extreme_int)
-MORVEX_SEARCH_EXTREME(uint8_t, u8, min, index_extreme_int)
-MORVEX_SEARCH_EXTREME(uint16_t, u16, max, index_extreme_int)
-MORVEX_SEARCH_EXTREME(uint16_t, u16, min, index_extreme_int)
-MORVEX_SEARCH_EXTREME(float, f32, max, index_extreme_flt, max_f32_avx512,)
-MORVEX_SEARCH_EXTREME(float, f32, min, index_extreme_flt, min_f32_avx512,)
-MORVEX_SEARCH_EXTREME(double, f64, max, index_extreme_flt, max_f64_avx512,)
-MORVEX_SEARCH_EXTREME(double, f64, min, index_extreme_flt, min_f64_avx512,)
+MORVEX_SEARCH_EXTREME(int16_t, i16, max)
+MORVEX_SEARCH_EXTREME(int16_t, i16, min)
+MORVEX_SEARCH_EXTREME(uint8_t, u8, max)
+MORVEX_SEARCH_EXTREME(uint8_t, u8, min)
+MORVEX_SEARCH_EXTREME(uint16_t, u16, max)
+MORVEX_SEARCH_EXTREME(uint16_t, u16, min)
 #undef MORVEX_SEARCH_EXTREME
+// f32 and f64: index_extreme_far from 8 MiB to read (the streaming threshold
+// of the element-wise kernels), index_extreme_flt below.
+#define MORVEX_SEARCH_EXTREME_FLT(T, S, OP)                                                               \
+  int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                         \
+    return from_position(n, p, [&](uint64_t s) {                                                          \
+      using namespace frame::call_time;                                                                   \
+      return (n - s) * sizeof(T) >= ops::simd::kStreamBytes                                               \
+                 ? index_extreme_far::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v)               \
+                 : index_extreme_flt::choose(OP##_##S##_avx512, OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v); \
+    });                                                                                                   \
+  }
+MORVEX_SEARCH_EXTREME_FLT(float, f32, max)
+MORVEX_SEARCH_EXTREME_FLT(float, f32, min)
+MORVEX_SEARCH_EXTREME_FLT(double, f64, max)
+MORVEX_SEARCH_EXTREME_FLT(double, f64, min)
+#undef MORVEX_SEARCH_EXTREME_FLT
 
 }  // namespace morvex::reduce
 
