@@ -4,6 +4,8 @@
 // of a forward byte search). numpy peers: bench/py/reduce.py.
 #include <algorithm>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 #ifdef MORVEX_BENCH_HAVE_VOLK
 #include <volk/volk.h>
@@ -67,12 +69,72 @@ MORVEX_BENCH_MINMAX(int16_t, i16)
 MORVEX_BENCH_MINMAX(float, f32)
 #undef MORVEX_BENCH_MINMAX
 
+// Extreme searches over scattered values (the maximum and the minimum land
+// somewhere inside, not at the start), from position 0 with the type's
+// widest bar, as a caller asking for the plain extreme passes it. Beside
+// them VOLK's index searches and the read floor of the same bytes.
+template <class T>
+void fill_scattered(Array<T>& a) {
+  for (size_t i = 0; i < a.size(); ++i) {
+    const uint32_t h = uint32_t(i * 2654435761u) >> 8;
+    if constexpr (std::is_floating_point_v<T>)
+      a[i] = T(double(h) * 0x1p-23 - 1.0);
+    else
+      a[i] = T(h >> (24 - 8 * sizeof(T)));
+  }
+}
+
+#define MORVEX_BENCH_EXTREME(T, S)                                                     \
+  void BM_index_max_##S(benchmark::State& state) {                                     \
+    ConfigScope config(state, int(state.range(1)));                                    \
+    const size_t n = size_t(state.range(0));                                           \
+    Array<T> a(n);                                                                     \
+    fill_scattered(a);                                                                 \
+    for (auto _ : state) {                                                             \
+      uint64_t p = 0;                                                                  \
+      T v = std::numeric_limits<T>::lowest();                                          \
+      morvex_m_index_max_##S(a.data(), n, &p, &v);                                     \
+      benchmark::DoNotOptimize(p);                                                     \
+      benchmark::DoNotOptimize(v);                                                     \
+    }                                                                                  \
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
+  }                                                                                    \
+  void BM_index_min_##S(benchmark::State& state) {                                     \
+    ConfigScope config(state, int(state.range(1)));                                    \
+    const size_t n = size_t(state.range(0));                                           \
+    Array<T> a(n);                                                                     \
+    fill_scattered(a);                                                                 \
+    for (auto _ : state) {                                                             \
+      uint64_t p = 0;                                                                  \
+      T v = std::numeric_limits<T>::max();                                             \
+      morvex_m_index_min_##S(a.data(), n, &p, &v);                                     \
+      benchmark::DoNotOptimize(p);                                                     \
+      benchmark::DoNotOptimize(v);                                                     \
+    }                                                                                  \
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
+  }                                                                                    \
+  BENCHMARK(BM_index_max_##S)->ArgsProduct({{64, kBlock, kRecord}, {0}})->Args({kBlock, 1})->Args({kBlock, 4}); \
+  BENCHMARK(BM_index_min_##S)->ArgsProduct({{64, kBlock, kRecord}, {0}})->Args({kBlock, 1})->Args({kBlock, 4});
+MORVEX_BENCH_EXTREME(int16_t, i16)
+MORVEX_BENCH_EXTREME(uint8_t, u8)
+MORVEX_BENCH_EXTREME(uint16_t, u16)
+MORVEX_BENCH_EXTREME(float, f32)
+MORVEX_BENCH_EXTREME(double, f64)
+#undef MORVEX_BENCH_EXTREME
+
+// The read floor of each element size: the same bytes read, nothing written.
+BENCHMARK(byte_floor<1, 0>)->Name("BM_floor_1_0")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<2, 0>)->Name("BM_floor_2_0")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<4, 0>)->Name("BM_floor_4_0")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<8, 0>)->Name("BM_floor_8_0")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+
 #ifdef MORVEX_BENCH_HAVE_VOLK
-// VOLK's nearest kernel: the index of the f32 maximum (one extreme, not two).
+// VOLK's index searches over f32 (no bar, no start: the plain extreme), and
+// its 16-bit maximum, which finds the value but no index.
 void BM_volk_32f_index_max_32u(benchmark::State& state) {
   const size_t n = size_t(state.range(0));
   Array<float> a(n);
-  fill_ramp(a);
+  fill_scattered(a);
   uint32_t at = 0;
   for (auto _ : state) {
     volk_32f_index_max_32u(&at, a.data(), uint32_t(n));
@@ -80,7 +142,36 @@ void BM_volk_32f_index_max_32u(benchmark::State& state) {
   }
   state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(float)));
 }
-BENCHMARK(BM_volk_32f_index_max_32u)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_volk_32f_index_max_32u)->Arg(64)->Arg(kBlock)->Arg(kRecord);
+
+void BM_volk_32f_index_min_32u(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<float> a(n);
+  fill_scattered(a);
+  uint32_t at = 0;
+  for (auto _ : state) {
+    volk_32f_index_min_32u(&at, a.data(), uint32_t(n));
+    benchmark::DoNotOptimize(at);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(float)));
+}
+BENCHMARK(BM_volk_32f_index_min_32u)->Arg(64)->Arg(kBlock)->Arg(kRecord);
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+void BM_volk_16i_max_star_16i(benchmark::State& state) {
+  const size_t n = size_t(state.range(0));
+  Array<int16_t> a(n);
+  fill_scattered(a);
+  short best = 0;
+  for (auto _ : state) {
+    volk_16i_max_star_16i(&best, a.data(), unsigned(n));
+    benchmark::DoNotOptimize(best);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(int16_t)));
+}
+#pragma GCC diagnostic pop
+BENCHMARK(BM_volk_16i_max_star_16i)->Arg(64)->Arg(kBlock)->Arg(kRecord);
 #endif
 
 void BM_sum_u8(benchmark::State& state) {
@@ -132,8 +223,8 @@ void BM_index_gte(benchmark::State& state) {
   }
   state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));
 }
-BENCHMARK(BM_index_gte<uint8_t>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
-BENCHMARK(BM_index_gte<uint16_t>)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
+BENCHMARK(BM_index_gte<uint8_t>)->ArgsProduct({{64, kBlock, kRecord}, {0, 2, 4}});
+BENCHMARK(BM_index_gte<uint16_t>)->ArgsProduct({{64, kBlock, kRecord}, {0, 2, 4}});
 
 // 12-bit samples into 64 bins with both out-of-range counters.
 void BM_histogram_lin_1d_u16u32(benchmark::State& state) {

@@ -82,7 +82,9 @@ struct Ladder {
 // (export names without the morvex_m_ prefix), and its variants in priority
 // order before the plain kernel. The cascade (filter execution) has three
 // rows because the fastest vector width depends on the section count; it
-// also runs plainly on blocks too short to fill its lanes.
+// also runs plainly on blocks too short to fill its lanes. The f32 and f64
+// extreme searches have two for the same reason: far beyond the caches the
+// 512-bit kernel fell behind the memory system and the 256-bit one did not.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                              \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)          \
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)               \
@@ -96,6 +98,9 @@ struct Ladder {
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
   X(index_gte_u16,     "index_gte_u16 (and the u16 triggers)",                          avx2_fma3, sse42)          \
   X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8, index_gt/lte/lt/in/out u16",     sse42)                     \
+  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                 \
+  X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)         \
+  X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                 \
   X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)         \
   X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)        \
   X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)        \

@@ -10,8 +10,8 @@ namespace {
 struct Avx2 {
   using V = __m256;
   static constexpr uint64_t kLanes = 8;
-  // The estimate is good to 1.5 * 2^-12.
-  static constexpr float kSlack = 0x1p-13f;
+  // The reciprocal estimate is good to 1.5 * 2^-12.
+  static constexpr float kSlack = 0x1p-10f;
   // In-lane shuffles of two loads (complex 0-3 and 4-7) give the parts in
   // the order 0 1 4 5 2 3 6 7; store puts the results back in order with
   // one permute of 64-bit pairs, cheaper than sorting both inputs.
@@ -29,11 +29,12 @@ struct Avx2 {
   static V max(V a, V b) { return _mm256_max_ps(a, b); }
   static V fmadd(V a, V b, V c) { return _mm256_fmadd_ps(a, b, c); }
   static V fmsub(V a, V b, V c) { return _mm256_fmsub_ps(a, b, c); }
-  static V fnmadd(V a, V b, V c) { return _mm256_fnmadd_ps(a, b, c); }
-  static V rsqrt(V a) { return _mm256_rsqrt_ps(a); }
-  static bool all_equal_and_ge(V rl, V rh, V s, V limit) {
+  static V sqrt(V a) { return _mm256_sqrt_ps(a); }
+  static V rcp(V a) { return _mm256_rcp_ps(a); }
+  static constexpr uint32_t kAll = 0xFF;
+  static uint32_t certain(V rl, V rh, V s, V limit) {
     const V ok = _mm256_and_ps(_mm256_cmp_ps(rl, rh, _CMP_EQ_OQ), _mm256_cmp_ps(s, limit, _CMP_GE_OQ));
-    return _mm256_movemask_ps(ok) == 0xFF;
+    return uint32_t(_mm256_movemask_ps(ok));
   }
   static void store(float* p, V v) { _mm256_storeu_ps(p, in_order(v)); }
   static void stream(float* p, V v) { _mm256_stream_ps(p, in_order(v)); }

@@ -7,45 +7,47 @@
 // For every finite input that is R = RN(sqrt(S)) with S the exact sum, except
 // when sqrt(S) lies within about 2^-29 single ulps of a rounding midpoint,
 // where the two roundings may decide differently. Computing that in double
-// costs two conversions in and one out per lane, and the conversions compete
-// with the arithmetic for the same vector ports; so this kernel stays in
-// single precision, twice the lanes per vector:
+// costs two conversions in and one out per lane, and double square roots
+// (a whole pass in double ran at half the speed of this kernel on the
+// reference machine); so this kernel stays in single precision, twice the
+// lanes per vector:
 //
 //  1. De-interleave 2W floats into re (x) and im (y).
 //  2. Exact squares: px = x*x, ex = fma(x, x, -px), likewise py, ey.
 //     s = px + py and its exact rounding error es (Fast2Sum on the larger
 //     and smaller square). Now S = s + es + ex + ey exactly.
-//  3. c ~ sqrt(s) and h ~ 0.5/sqrt(s) from the reciprocal square root
-//     estimate and one Goldschmidt step.
-//  4. The residual D = S - c^2 = es + ex + ey - (c^2 - s), where c^2 - s
-//     is one fused multiply-add (c^2 is exact inside it and the difference is
-//     small, so its rounding costs about 2^-46 S). One Newton step gives
-//     sqrt(S) = c + D*h up to an error far below kSlack * |D*h| wherever a
-//     rounding midpoint could be near (|D*h| > ulp/8; see below).
-//  5. rl = RN(c + t*(1 - kSlack)) and rh = RN(c + t*(1 + kSlack)), t = D*h,
-//     each one fused multiply-add. The exact root (and cabsf's double value,
-//     within 2^-29 ulps of it) lies between the two unrounded sums, and
-//     rounding is monotonic, so where rl == rh that is cabsf's result. Where
-//     they differ a midpoint lies in between; such groups are rare (one lane
-//     in about 2^17 of random data with AVX-512, 2^14 with AVX2) and go to
-//     the exact fallback.
+//  3. c = RN(sqrt(s)), the processor's correctly rounded square root, and
+//     g ~ 1/c from the reciprocal estimate.
+//  4. The residual D = S - c^2 = es + ex + ey - (c^2 - s), where c^2 - s is
+//     one fused multiply-add and exact: c^2 and s are both multiples of u^2
+//     (u = c's last place, see below) and |c^2 - s| <= u*c < 2^24 u^2. One
+//     Newton step gives sqrt(S) = c + t, t = D/(2c), up to the neglected
+//     term t^2/(2c); t2 = D*g is 2t up to g's error.
+//  5. rl = RN(c + t2*(1 - kSlack)/2) and rh = RN(c + t2*(1 + kSlack)/2),
+//     each one fused multiply-add (the halving is exact inside it). The exact
+//     root (and cabsf's double value, within 2^-29 ulps of it) lies between
+//     the two unrounded sums, and rounding is monotonic, so where rl == rh
+//     that is cabsf's result. Where they differ a midpoint lies in between;
+//     such lanes are rare (about one in 2^13 of random data with AVX-512, 2^10
+//     with AVX2), and their group goes to the exact fallback.
 //
 // Error budget, in units u of c's last place (c/u lies in [2^23, 2^24)).
-// AVX-512 (estimate good to 2^-14; AVX2's 1.5 * 2^-12 in brackets): c is
-// within 1.2u (8u) of sqrt(S), so the neglected Newton term t^2/(2c) stays
-// below 2^-23.5 u (2^-18 u); the roundings in D add below 2^-21 u (2^-20 u);
-// h and t carry a relative error below 2^-22 (2^-20.5). Where |t| < u/8 the
-// nearest midpoint (u/2 away, u/4 below a power of two) is out of reach and
-// rl == rh == c. Where |t| >= u/8, kSlack * |t| >= 2^-19 u (2^-16 u) covers
-// the errors with a margin of three or more.
+// c is within u of sqrt(S): u/2 from rounding sqrt(s), and s's own rounding
+// (2^-24 S) moves the root by at most u/2. So |t| <= u, the neglected Newton
+// term stays below 2^-24 u, and the roundings in D add below 2^-22 u. t2/2
+// carries g's relative error, below 2^-14 with AVX-512 (1.5 * 2^-12 with
+// AVX2), plus 2^-24 from its product. Where |t| < u/8 the nearest midpoint
+// (u/2 away, u/4 below a power of two) is out of reach and rl == rh == c.
+// Where |t| >= u/8, kSlack = 2^-13 (2^-10) leaves at least 2^-17 u (2^-13.7 u)
+// beyond g's error for the rest, a margin of sixteen or more.
 //
 // The fast path needs s >= 2^-72 and finite values throughout. Below 2^-72
 // the intermediates that may be subnormal (the squares' errors, small parts)
 // start to matter: each is off by at most 2^-150 when rounded, or by up to
 // 2^-126 when the caller runs with flush-to-zero, which costs t at most
-// 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Zeros, infinities and
-// NaNs give NaN in c and fail rl == rh on their own; s >= 2^-72 is one more
-// compare. A group with a failing lane is done by the baseline kernel
+// 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Infinities and NaNs give
+// NaN in t2 and fail rl == rh on their own; s >= 2^-72 (an unsigned compare
+// of the bits, as s is never negative) is one more compare. A group with a failing lane is done by the baseline kernel
 // (double square root, cabsf for non-finite results), exact for every input.
 #pragma once
 
@@ -62,11 +64,11 @@ namespace {
 
 // Ops provides: V (kLanes floats), kLanes, kSlack, load2 (x and y from
 // 2 * kLanes interleaved floats, in the lane order that store and stream
-// undo), set1, mul, add, sub, min, max, fmadd (a*b+c), fmsub (a*b-c),
-// fnmadd (c-a*b), rsqrt (the estimate), all_equal_and_ge (rl == rh and
-// s >= limit in every lane), store, stream.
+// undo), set1, mul, add, sub, min, max, fmadd (a*b+c), fmsub (a*b-c), sqrt,
+// rcp (the estimate), certain (the bits of the lanes with rl == rh and
+// s >= limit; kAll when every lane is), store, stream.
 template <class Ops>
-inline bool magnitude_group(const float* p, typename Ops::V& result) {
+inline uint32_t magnitude_group(const float* p, typename Ops::V& result) {
   using V = typename Ops::V;
   V x, y;
   Ops::load2(p, x, y);
@@ -75,20 +77,14 @@ inline bool magnitude_group(const float* p, typename Ops::V& result) {
   const V s = Ops::add(px, py);
   const V es = Ops::sub(Ops::min(px, py), Ops::sub(s, Ops::max(px, py)));
 
-  const V half = Ops::set1(0.5f);
-  const V y0 = Ops::rsqrt(s);
-  V c = Ops::mul(s, y0), h = Ops::mul(half, y0);
-  V r = Ops::fnmadd(c, h, half);
-  c = Ops::fmadd(c, r, c);
-  h = Ops::fmadd(h, r, h);
-
+  const V c = Ops::sqrt(s);
   const V w = Ops::fmsub(c, c, s);
   const V d = Ops::sub(Ops::add(Ops::add(ex, ey), es), w);
-  const V t = Ops::mul(d, h);
-  const V rl = Ops::fmadd(t, Ops::set1(1.0f - Ops::kSlack), c);
-  const V rh = Ops::fmadd(t, Ops::set1(1.0f + Ops::kSlack), c);
+  const V t2 = Ops::mul(d, Ops::rcp(c));
+  const V rl = Ops::fmadd(t2, Ops::set1(0.5f - 0.5f * Ops::kSlack), c);
+  const V rh = Ops::fmadd(t2, Ops::set1(0.5f + 0.5f * Ops::kSlack), c);
   result = rh;
-  return Ops::all_equal_and_ge(rl, rh, s, Ops::set1(0x1p-72f));
+  return Ops::certain(rl, rh, s, Ops::set1(0x1p-72f));
 }
 
 // How far ahead of the loop the input is prefetched on long records.
@@ -110,21 +106,33 @@ void magnitude_c32f32(const float* in, float* out, uint64_t n) {
   // prefetched: on the reference machine the hardware prefetchers alone left
   // this loop waiting for memory (prefetching cut a 16M-sample call from 12
   // to 9.5 ms with AVX-512 and from 24 to 12 ms with AVX2).
+  auto emit = [&]<bool kFar>(uint64_t at, typename Ops::V r) {
+    if constexpr (kFar) {
+      const char* ahead = reinterpret_cast<const char*>(in + 2 * at) + kPrefetchBytes;
+      for (uint64_t b = 0; b < 2 * W * sizeof(float); b += 64) _mm_prefetch(ahead + b, _MM_HINT_T0);
+      Ops::stream(out + at, r);
+    } else {
+      Ops::store(out + at, r);
+    }
+  };
+  // Two groups per step, one test for both: fewer branches, and the two
+  // groups' long dependency chains overlap.
   auto groups = [&]<bool kFar>(uint64_t end) {
     while (i + W <= end) {
-      for (typename Ops::V r; i + W <= end && magnitude_group<Ops>(in + 2 * i, r); i += W) {
-        if constexpr (kFar) {
-          const char* ahead = reinterpret_cast<const char*>(in + 2 * i) + kPrefetchBytes;
-          for (uint64_t b = 0; b < 2 * W * sizeof(float); b += 64) _mm_prefetch(ahead + b, _MM_HINT_T0);
-          Ops::stream(out + i, r);
-        } else {
-          Ops::store(out + i, r);
-        }
+      for (typename Ops::V r0, r1;
+           i + 2 * W <= end &&
+           (magnitude_group<Ops>(in + 2 * i, r0) & magnitude_group<Ops>(in + 2 * i + 2 * W, r1)) == Ops::kAll;
+           i += 2 * W) {
+        emit.template operator()<kFar>(i, r0);
+        emit.template operator()<kFar>(i + W, r1);
       }
-      if (i + W <= end) {
+      // The last group, or the first of a pair that holds a hard lane.
+      if (i + W > end) break;
+      if (typename Ops::V r; magnitude_group<Ops>(in + 2 * i, r) == Ops::kAll)
+        emit.template operator()<kFar>(i, r);
+      else
         magnitude_c32f32_plain(in + 2 * i, out + i, W);
-        i += W;
-      }
+      i += W;
     }
   };
   if (vector) {

@@ -67,4 +67,25 @@ MORVEX_SEARCH_KERNELS(uint16_t, u16, sse42)
 #undef MORVEX_SEARCH_KERNELS
 uint64_t gte_u16_avx2(const uint16_t* x, uint64_t start, uint64_t count, uint16_t level);
 
+// Extreme searches as kernels: *value is the bar; the first index in
+// [start, count) of the best element strictly better than it (NaN never is),
+// or count. The element goes to *value only when found. The caller
+// guarantees start < count. The 8- and 16-bit types have no AVX-512 kernel.
+#define MORVEX_EXTREME_KERNELS(T, S, ISA)                                             \
+  uint64_t max_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T* value);    \
+  uint64_t min_##S##_##ISA(const T* x, uint64_t start, uint64_t count, T* value);
+MORVEX_EXTREME_KERNELS(int16_t, i16, plain)
+MORVEX_EXTREME_KERNELS(uint8_t, u8, plain)
+MORVEX_EXTREME_KERNELS(uint16_t, u16, plain)
+MORVEX_EXTREME_KERNELS(float, f32, plain)
+MORVEX_EXTREME_KERNELS(double, f64, plain)
+MORVEX_EXTREME_KERNELS(int16_t, i16, avx2)
+MORVEX_EXTREME_KERNELS(uint8_t, u8, avx2)
+MORVEX_EXTREME_KERNELS(uint16_t, u16, avx2)
+MORVEX_EXTREME_KERNELS(float, f32, avx2)
+MORVEX_EXTREME_KERNELS(double, f64, avx2)
+MORVEX_EXTREME_KERNELS(float, f32, avx512)
+MORVEX_EXTREME_KERNELS(double, f64, avx512)
+#undef MORVEX_EXTREME_KERNELS
+
 }  // namespace morvex::reduce

@@ -7,6 +7,7 @@
 
 #include "frame/call_time.h"
 #include "morvex-m/reduce.h"
+#include "ops/stream.h"
 #include "reduce/kernels.h"
 
 namespace morvex::reduce {
@@ -50,27 +51,6 @@ inline uint64_t scan(const T* x, uint64_t i, uint64_t n, Hit hit) {
   for (; i < n; ++i)
     if (hit(x[i])) return i;
   return n;
-}
-
-// Extreme searches: strictly better than the running best, so the first of
-// equal extremes wins and NaN (false in every comparison) never does.
-template <class T, class Better>
-inline int32_t extreme(const T* x, uint64_t n, uint64_t* position, T* value, Better better) {
-  uint64_t i = *position;
-  if (i >= n) {
-    *position = n;
-    return 0;
-  }
-  T best = *value;
-  uint64_t at = n;
-  for (; i < n; ++i)
-    if (better(x[i], best)) {
-      best = x[i];
-      at = i;
-    }
-  *position = at;
-  if (at != n) *value = best;
-  return 0;
 }
 
 // Runs a kernel from the start in *position, answering count for a start at
@@ -171,20 +151,57 @@ MORVEX_SEARCH_ONLY_PLAIN(float, f32)
 MORVEX_SEARCH_ONLY_PLAIN(double, f64)
 #undef MORVEX_SEARCH_ONLY_PLAIN
 
-// Extreme searches: one scalar kernel for every type.
-#define MORVEX_SEARCH_EXTREME(T)                                                     \
-  int32_t index_max(const T* x, uint64_t n, uint64_t* p, T* v) {                     \
-    return extreme(x, n, p, v, [](T a, T best) { return a > best; });                \
-  }                                                                                  \
-  int32_t index_min(const T* x, uint64_t n, uint64_t* p, T* v) {                     \
-    return extreme(x, n, p, v, [](T a, T best) { return a < best; });                \
+// Extreme searches: the plain kernel keeps the element strictly better than
+// the running best, so the first of equal extremes wins and NaN (false in
+// every comparison) never does, as a bar or as an element.
+#define MORVEX_EXTREME_PLAIN(T, S, OP, CMP)                                      \
+  uint64_t OP##_##S##_plain(const T* x, uint64_t i, uint64_t n, T* value) {      \
+    T best = *value;                                                             \
+    uint64_t at = n;                                                             \
+    for (; i < n; ++i)                                                           \
+      if (x[i] CMP best) best = x[i], at = i;                                    \
+    if (at != n) *value = best;                                                  \
+    return at;                                                                   \
   }
-MORVEX_SEARCH_EXTREME(int16_t)
-MORVEX_SEARCH_EXTREME(uint8_t)
-MORVEX_SEARCH_EXTREME(uint16_t)
-MORVEX_SEARCH_EXTREME(float)
-MORVEX_SEARCH_EXTREME(double)
+#define MORVEX_EXTREME_BOTH(T, S) MORVEX_EXTREME_PLAIN(T, S, max, >) MORVEX_EXTREME_PLAIN(T, S, min, <)
+MORVEX_EXTREME_BOTH(int16_t, i16)
+MORVEX_EXTREME_BOTH(uint8_t, u8)
+MORVEX_EXTREME_BOTH(uint16_t, u16)
+MORVEX_EXTREME_BOTH(float, f32)
+MORVEX_EXTREME_BOTH(double, f64)
+#undef MORVEX_EXTREME_BOTH
+#undef MORVEX_EXTREME_PLAIN
+
+// frame/call_time.h: index_extreme_int (AVX2 and FMA3, else plain).
+#define MORVEX_SEARCH_EXTREME(T, S, OP)                                                                    \
+  int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                          \
+    return from_position(n, p, [&](uint64_t s) {                                                           \
+      return frame::call_time::index_extreme_int::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v);   \
+    });                                                                                                    \
+  }
+MORVEX_SEARCH_EXTREME(int16_t, i16, max)
+MORVEX_SEARCH_EXTREME(int16_t, i16, min)
+MORVEX_SEARCH_EXTREME(uint8_t, u8, max)
+MORVEX_SEARCH_EXTREME(uint8_t, u8, min)
+MORVEX_SEARCH_EXTREME(uint16_t, u16, max)
+MORVEX_SEARCH_EXTREME(uint16_t, u16, min)
 #undef MORVEX_SEARCH_EXTREME
+// f32 and f64: index_extreme_far from 8 MiB to read (the streaming threshold
+// of the element-wise kernels), index_extreme_flt below.
+#define MORVEX_SEARCH_EXTREME_FLT(T, S, OP)                                                               \
+  int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                         \
+    return from_position(n, p, [&](uint64_t s) {                                                          \
+      using namespace frame::call_time;                                                                   \
+      return (n - s) * sizeof(T) >= ops::simd::kStreamBytes                                               \
+                 ? index_extreme_far::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v)               \
+                 : index_extreme_flt::choose(OP##_##S##_avx512, OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v); \
+    });                                                                                                   \
+  }
+MORVEX_SEARCH_EXTREME_FLT(float, f32, max)
+MORVEX_SEARCH_EXTREME_FLT(float, f32, min)
+MORVEX_SEARCH_EXTREME_FLT(double, f64, max)
+MORVEX_SEARCH_EXTREME_FLT(double, f64, min)
+#undef MORVEX_SEARCH_EXTREME_FLT
 
 }  // namespace morvex::reduce
 

@@ -17,6 +17,9 @@
 //      u16 index_gte            AVX2 and FMA3, else SSE4.2, else plain
 //      other u8 and u16 level   SSE4.2, else plain
 //        and band searches
+//      i16, u8, u16 extremes    AVX2 and FMA3, else plain
+//      f32, f64 extremes        AVX-512, else AVX2 and FMA3, else plain;
+//                               from 8 MiB: AVX2 and FMA3, else plain
 //      everything else          plain
 //    Every kernel returns exactly the index of the element-by-element scan;
 //  - is safe to call from any number of threads at once.

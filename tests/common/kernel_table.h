@@ -245,6 +245,54 @@ int32_t gte4(const KernelArgs& a, int32_t (*e)(const T*, uint64_t, T, uint64_t*)
   return 0;
 }
 
+// Extreme searches: inputs with many ties (a small alphabet, zeros of both
+// signs), zig-zags whose extremes grow all the way (every chunk of a long
+// record beats the one before), or random values; floats with NaN in all.
+template <class T>
+void fill_extreme(void* in, uint64_t count, uint32_t seed, double*) {
+  T* x = static_cast<T*>(in);
+  fill_random(x, count, seed);
+  std::mt19937 rng(seed);
+  const T alphabet[] = {T(-0.0), T(0.0), T(1), T(2), std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max()};
+  for (uint64_t i = 0; i < count && seed % 3; ++i) {
+    x[i] = seed % 3 == 1 ? alphabet[rng() % (rng() % 8 ? 4 : 6)] : T(i % 2 ? T(i) : T(T(0) - T(i)));
+    if (!std::is_integral_v<T> && rng() % 64 == 0) x[i] = std::numeric_limits<T>::quiet_NaN();
+  }
+}
+// index_max and index_min from starts at both ends and inside, against the
+// widest bar, the record's own extreme (never beaten), one of its elements
+// and NaN; each answer as a position and the value's bits, 16 bytes.
+template <class T>
+int32_t extremes(const KernelArgs& a, bool plain) {
+  using L = std::numeric_limits<T>;
+  using Kernel = uint64_t (*)(const T*, uint64_t, uint64_t, T*);
+  using Export = int32_t (*)(const T*, uint64_t, uint64_t*, T*);
+  Kernel kernel[2];
+  Export exported[2];
+  if constexpr (std::is_same_v<T, int16_t>) kernel[0] = reduce::max_i16_plain, kernel[1] = reduce::min_i16_plain, exported[0] = morvex_m_index_max_i16, exported[1] = morvex_m_index_min_i16;
+  if constexpr (std::is_same_v<T, uint8_t>) kernel[0] = reduce::max_u8_plain, kernel[1] = reduce::min_u8_plain, exported[0] = morvex_m_index_max_u8, exported[1] = morvex_m_index_min_u8;
+  if constexpr (std::is_same_v<T, uint16_t>) kernel[0] = reduce::max_u16_plain, kernel[1] = reduce::min_u16_plain, exported[0] = morvex_m_index_max_u16, exported[1] = morvex_m_index_min_u16;
+  if constexpr (std::is_same_v<T, float>) kernel[0] = reduce::max_f32_plain, kernel[1] = reduce::min_f32_plain, exported[0] = morvex_m_index_max_f32, exported[1] = morvex_m_index_min_f32;
+  if constexpr (std::is_same_v<T, double>) kernel[0] = reduce::max_f64_plain, kernel[1] = reduce::min_f64_plain, exported[0] = morvex_m_index_max_f64, exported[1] = morvex_m_index_min_f64;
+  const T* x = I<T>(a);
+  unsigned char* out = static_cast<unsigned char*>(a.out);
+  for (int k = 0; k < 2; ++k) {
+    const T widest = k ? (L::has_infinity ? L::infinity() : L::max()) : (L::has_infinity ? -L::infinity() : L::lowest());
+    T own = widest;
+    if (a.n) kernel[k](x, 0, a.n, &own);
+    const T bars[] = {widest, own, a.n ? x[a.n / 3] : T(7), L::has_quiet_NaN ? L::quiet_NaN() : T(1)};
+    for (T bar : bars)
+      for (uint64_t start : {uint64_t(0), uint64_t(1), a.n / 2, a.n - 1, a.n}) {
+        uint64_t p = start;
+        T v = bar;
+        if (!plain) exported[k](x, a.n, &p, &v);
+        else p = start < a.n ? kernel[k](x, start, a.n, &v) : a.n;
+        std::memcpy(out, &p, 8), std::memset(out + 8, 0, 8), std::memcpy(out + 8, &v, sizeof v), out += 16;
+      }
+  }
+  return 0;
+}
+
 // Random stable sections (complex or real pole pairs inside the unit circle),
 // up to 70, and a delay line to start from; the call takes its section count
 // from s[0] and leaves the delay line after the output.
@@ -361,6 +409,10 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
 #define MORVEX_SEARCH_ROW(T, S) \
   row<T>("reduce", "index_gte_" #S, MORVEX_CALL(gte4<T>(a, morvex_m_index_gte_##S, nullptr)), \
          MORVEX_CALL(gte4<T>(a, nullptr, reduce::gte_##S##_plain)), kPointers).extra(32)
+// Lengths: past two groups of the widest kernel, and three chunks.
+#define MORVEX_EXTREME_ROW(T, S) \
+  row<T>("reduce", "index_max_min_" #S, MORVEX_CALL(extremes<T>(a, false)), MORVEX_CALL(extremes<T>(a, true)), kPointers, {}, \
+         fill_extreme<T>).extra(2 * 4 * 5 * 16).lengths(uint32_t(std::max<size_t>(300, 600 / sizeof(T))), 3 * 16384 / sizeof(T) + 5)
 #define MORVEX_CASCADE_ROW(T, S) \
   row<T>("filter", "cascade_" #S, MORVEX_CALL(cascade<T>(a, filter::choose_cascade_##S(I<T>(a), O<T>(a), a.n, uint64_t(a.s[0])))), \
          MORVEX_CALL(cascade<T>(a, filter::cascade_plain_##S)), kInPlace | kOverlap | kPointers, {}, fill_cascade<T>) \
@@ -440,6 +492,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
       // ---- reduce
       MORVEX_MINMAX_ROW(int16_t, i16), MORVEX_MINMAX_ROW(uint8_t, u8), MORVEX_MINMAX_ROW(uint16_t, u16),
       MORVEX_MINMAX_ROW(float, f32), MORVEX_MINMAX_ROW(double, f64), MORVEX_SEARCH_ROW(uint8_t, u8), MORVEX_SEARCH_ROW(uint16_t, u16),
+      MORVEX_EXTREME_ROW(int16_t, i16), MORVEX_EXTREME_ROW(uint8_t, u8), MORVEX_EXTREME_ROW(uint16_t, u16),
+      MORVEX_EXTREME_ROW(float, f32), MORVEX_EXTREME_ROW(double, f64),
       // ---- generate: the cosine of the windows and waveforms is std::cos's, bit for bit
       row<double>("generate", "cos", MORVEX_CALL(generate::cos_exact(I<double>(a), O<double>(a), a.n)),
                   MORVEX_EACH(double, double, std::cos(x)), kInPlace, {}, fill_cos).lengths(80, 1 << 20),

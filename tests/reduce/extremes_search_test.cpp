@@ -202,22 +202,54 @@ TYPED_TEST(Search, OneHitAtEveryOffsetFromEveryStart) {
 TYPED_TEST(Search, ExtremesBeatTheBarStrictly) {
   using T = TypeParam;
   using L = std::numeric_limits<T>;
-  for (size_t n : {0, 1, 2, 17, 64, 300}) {
-    std::vector<T> x(n); morvex::test::fill_random(x.data(), n, uint32_t(n));
-    for (size_t i = 0; i + 1 < n; i += 5) x[i + 1] = x[i];  // equal extremes: the first must win
-    std::vector<T> bars = {L::lowest(), T(0), L::max()};
-    if (n) bars.push_back(x[n / 2]);
-    if constexpr (!std::is_integral_v<T>) bars.push_back(-L::infinity()), bars.push_back(L::quiet_NaN());
-    for (T bar : bars)
-      for (uint64_t s : {uint64_t(0), uint64_t(n / 3), uint64_t(n), uint64_t(n + 5)})
-        for (bool is_max : {true, false}) {
-          uint64_t want = n, p = s; T best = bar, v = bar;
-          for (uint64_t i = s; i < n; ++i)
-            if (is_max ? x[i] > best : x[i] < best) best = x[i], want = i;
-          ASSERT_EQ((is_max ? Fns<T>::max : Fns<T>::min)(x.data(), n, &p, &v), 0);
-          ASSERT_TRUE(p == want && same_bits(v, best)) << "n " << n << ", start " << s << ", max " << is_max;
-        }
-  }
+  for_each_kernel_config([&](const auto&) {
+    for (size_t n : {0, 1, 2, 17, 64, 300}) {
+      std::vector<T> x(n); morvex::test::fill_random(x.data(), n, uint32_t(n));
+      for (size_t i = 0; i + 1 < n; i += 5) x[i + 1] = x[i];  // equal extremes: the first must win
+      std::vector<T> bars = {L::lowest(), T(0), L::max()};
+      if (n) bars.push_back(x[n / 2]);
+      if constexpr (!std::is_integral_v<T>) bars.push_back(-L::infinity()), bars.push_back(L::quiet_NaN());
+      for (T bar : bars)
+        for (uint64_t s : {uint64_t(0), uint64_t(n / 3), uint64_t(n), uint64_t(n + 5)})
+          for (bool is_max : {true, false}) {
+            uint64_t want = n, p = s; T best = bar, v = bar;
+            for (uint64_t i = s; i < n; ++i)
+              if (is_max ? x[i] > best : x[i] < best) best = x[i], want = i;
+            ASSERT_EQ((is_max ? Fns<T>::max : Fns<T>::min)(x.data(), n, &p, &v), 0);
+            ASSERT_TRUE(p == want && same_bits(v, best)) << "n " << n << ", start " << s << ", max " << is_max;
+          }
+    }
+  });
+}
+
+// Extreme searches on short patterns repeated to lengths that reach every
+// vector kernel's groups and chunks, and the kernel for records far beyond
+// the caches: the answer stays in the first copy.
+TEST(ExtremeSearch, CornerCases) {
+  const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+  struct Row { const char* what; bool max; std::vector<float> pattern; uint64_t start; float bar; uint64_t at; float value; };
+  const uint64_t none = ~uint64_t(0);  // count: not found, value left as the bar
+  const Row rows[] = {
+      {"first of equal maxima", true, {3, 7, 7, 2}, 0, 0, 1, 7},
+      {"from a start past the first", true, {3, 7, 7, 2}, 2, 0, 2, 7},
+      {"a bar equal to the maximum", true, {3, 7, 7, 2}, 0, 7, none, 7},
+      {"all NaN", false, {nan, nan, nan}, 0, inf, none, inf},
+      {"NaN never wins", true, {nan, 1, nan, 5, nan}, 0, -inf, 3, 5},
+      {"a NaN bar", true, {1, 2, 3}, 0, nan, none, nan},
+      {"the first zero keeps its sign", true, {-0.0f, 0.0f, -1}, 0, -inf, 0, -0.0f},
+      {"a zero does not beat the other zero", false, {0.0f, -0.0f}, 0, 0.0f, none, 0.0f},
+  };
+  for_each_kernel_config([&](const auto&) {
+    for (const Row& r : rows)
+      for (size_t n : {r.pattern.size(), size_t(300), size_t(40000), size_t(1 << 21) + 5}) {  // the last 8 MiB
+        std::vector<float> x(n);
+        for (size_t i = 0; i < n; ++i) x[i] = r.pattern[i % r.pattern.size()];
+        uint64_t p = r.start;
+        float v = r.bar;
+        (r.max ? morvex_m_index_max_f32 : morvex_m_index_min_f32)(x.data(), n, &p, &v);
+        EXPECT_TRUE(p == (r.at == none ? n : r.at) && same_bits(v, r.value)) << r.what << ", n " << n << ": " << p << ", " << v;
+      }
+  });
 }
 
 }  // namespace
