@@ -35,13 +35,15 @@ BENCHMARK(BM_memcpy<4, 4>)->Name("BM_memcpy_4_4")->Arg(kBlock)->Arg(kRecord);  /
 BENCHMARK(BM_memcpy<8, 4>)->Name("BM_memcpy_8_4")->Arg(kBlock)->Arg(kRecord);  // c32f32 magnitude
 
 // BM_floor_<read>_<written>: the byte floor of the same shapes (bench_util.h).
-BENCHMARK(byte_floor<1, 4>)->Name("BM_floor_1_4")->Arg(kBlock)->Arg(kRecord);
-BENCHMARK(byte_floor<2, 4>)->Name("BM_floor_2_4")->Arg(kBlock)->Arg(kRecord);
-BENCHMARK(byte_floor<1, 8>)->Name("BM_floor_1_8")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<1, 4>)->Name("BM_floor_1_4")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<2, 4>)->Name("BM_floor_2_4")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<1, 8>)->Name("BM_floor_1_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<2, 8>)->Name("BM_floor_2_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<4, 8>)->Name("BM_floor_4_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
 BENCHMARK(byte_floor<1, 1>)->Name("BM_floor_1_1")->Arg(kBlock)->Arg(kRecord);
 BENCHMARK(byte_floor<2, 2>)->Name("BM_floor_2_2")->Arg(kBlock)->Arg(kRecord);
-BENCHMARK(byte_floor<4, 4>)->Name("BM_floor_4_4")->Arg(kBlock)->Arg(kRecord);
-BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<4, 4>)->Name("BM_floor_4_4")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 // ------------------------------------------------------------------ conversions
 template <class TI, class TO>
@@ -83,14 +85,6 @@ BENCHMARK(BM_convert_i8f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_i16f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_f32f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_f64f32)->ArgsProduct({kSizes, {0, 1, 4}});
-// The floors of the conversion shapes at the small-block size, and the shapes
-// only conversions have (i16 -> f64, f32 -> f64).
-BENCHMARK(byte_floor<1, 4>)->Name("BM_floor_1_4")->Arg(64);
-BENCHMARK(byte_floor<2, 4>)->Name("BM_floor_2_4")->Arg(64);
-BENCHMARK(byte_floor<1, 8>)->Name("BM_floor_1_8")->Arg(64);
-BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(64);
-BENCHMARK(byte_floor<2, 8>)->Name("BM_floor_2_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
-BENCHMARK(byte_floor<4, 8>)->Name("BM_floor_4_8")->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 // ------------------------------------------------------------------ shift with clipping, deinterleave
 void BM_shr_clip_u16(benchmark::State& state) {

@@ -1,7 +1,7 @@
 // Reductions and searches: each beside memcpy of the same bytes (the
 // bandwidth reference of every benchmark file) and, for the searches, beside
 // memchr over the same bytes with the hit at the same place (the speed limit
-// of a forward byte search). numpy peers: bench/py/reduce.py.
+// of a forward byte search). VOLK is the peer where it has the operation.
 #include <algorithm>
 #include <cstring>
 #include <limits>
