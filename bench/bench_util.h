@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared pieces of the benchmarks: buffer sizes, kernel configurations by
 // option, and the memcpy reference that every streaming kernel is read against.
 #pragma once

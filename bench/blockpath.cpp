@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The block path an acquisition program runs on every block: u8 codes to f32
 // volts (scale and offset), the Hanning window (the export called on every
 // block), a real transform through a plan made once, the magnitude of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Transforms: plan execution on each backend beside the same library called
 // directly in the same run (FFTW with the same FFTW_ESTIMATE plan, Eigen's FFT
 // with the same flags), so that the ratio is the cost of the plan layer; and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IIR filters: execution of an order-8 Butterworth lowpass (4 sections) and
 // bandpass (8 sections) over 1M samples under each kernel configuration, and
 // freqz of 4096 points. Peers: liquid-dsp's second-order-section filter on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arithmetic family and the task pool.
 #ifdef MORVEX_BENCH_HAVE_VOLK
 #include <volk/volk.h>

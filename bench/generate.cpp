@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Generators: cosine waveforms and the Hanning and Blackman-Harris windows, at
 // a cache-sized block and a 1M-sample record.
 //  - split: the exports spread over the task pool (threads:0, the system's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // morvex-bench entry point: the library is started once around all benchmarks.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Element-wise operations: conversions in every kernel configuration, shift
 // with clipping, deinterleave, abs, magnitude and log10, each beside memcpy of
 // the same bytes and beside VOLK's matching kernel in the same run (VOLK's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reductions and searches: each beside memcpy of the same bytes (the
 // bandwidth reference of every benchmark file) and, for the searches, beside
 // memchr over the same bytes with the hit at the same place (the speed limit

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Software triggers. The rare-trigger case is a scan: a rising edge over raw
 // u8 and u16 records with one trigger per million samples, read against
 // index_gte walking the same data and memcpy of the same bytes. The dense

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Instruction-set code lives only in files compiled for exactly that set. The
 # set is named by the file's suffix:
 #   name_sse42.cpp   -msse4.2

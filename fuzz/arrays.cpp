@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Array exports with fuzzed contents and parameters: histograms (NaN,
 // infinities, min above max, zero bins, absent out-of-range counters) count
 // what landed somewhere, and the halves of a record add up to one call;

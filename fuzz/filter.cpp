@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filters: every design export with fuzzed band, order, frequencies and
 // ripple. A design either fails with -1 and no state, or gives a state on
 // which every query works: finite ZPK, TF and SOS, stability, both

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the harnesses share: the library started once, a check that ends the
 // run on a failed condition (libFuzzer then keeps the input), the kernel
 // options switched by fuzzed bits, block lengths drawn from a seed.

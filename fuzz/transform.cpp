@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Transforms: one-shot and plan exports of both precisions on both backends
 // (FFTW loaded and the built-in one), with fuzzed lengths, wrong complex
 // counts, misaligned arrays and plans handed to the wrong export.

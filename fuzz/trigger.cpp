@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Triggers: all 70 exports over a fuzzed record, levels in any order, fuzzed
 // time conditions, now and then a state block of fuzzed bytes.
 //  - A next-hit walk (again from the hit; inside and outside step past it)

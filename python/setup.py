@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Builds the wheel with libmorvex-m inside it.
 
 The build step compiles the library from the repository this package sits in

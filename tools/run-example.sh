@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Sets up, builds and runs the library's main job: what the library sees on
 # this machine, then morvex-pipeline over its built-in signal. The report
 # names the files it wrote (CSV tables, SVG and PNG plots) under

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Sets up, builds and runs the whole test suite: a release build (with the
 # Python oracle tests, the export check, the examples and the install check)
 # whose test programs then run again under valgrind, the HTML reference

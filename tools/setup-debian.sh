@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs what building, testing and benchmarking libmorvex-m needs on a
 # Debian 12 machine. Only missing packages are installed; run as root or with
 # sudo available.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The per-block analysis. Every numeric step is a libmorvex-m call; what
 // lives here is the order of the calls and the state they carry from one
 // block to the next.

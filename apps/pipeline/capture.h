@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the samples come from: the built-in signal, a sound file read
 // through libsndfile, or a headerless dump. Every source hands out blocks of
 // interleaved frames of one raw sample type, so the analysis never knows

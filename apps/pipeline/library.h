@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners for the objects libmorvex-m hands out (the library reference, a
 // transform plan, a filter state, a trigger state block), so that every way
 // out of the tool, exceptions included, gives them back.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // morvex-pipeline: analyses a capture block by block with libmorvex-m.
 //
 //   capture --read--> interleaved raw frames --deinterleave--> one array per channel

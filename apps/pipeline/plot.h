@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two plots, each drawn once with cairo onto an SVG and a PNG surface.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The report: as text for a person, as JSON for a script, and the averaged
 // spectrum as CSV.
 #pragma once

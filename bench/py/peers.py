@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """numpy and scipy beside morvex-bench: the same operations on the same sizes,
 in nanoseconds per call, keyed like the benchmarks they sit beside.
 

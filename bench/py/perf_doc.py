@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes docs/PERFORMANCE.md from one run of morvex-bench and of the numpy and
 scipy peers (bench/py/peers.py), so that every ratio in it comes from the
 same session on the same machine.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Analyse a folder of captures, on one process or spread over a Dask cluster.
 
 A capture is an .npz file with ``samples`` (raw ADC codes, uint8, uint16 or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // libmorvex-core: family start-up and processor-feature detection.
 //
 // The features are read once per process, on first use, from CPUID and

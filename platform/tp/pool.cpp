@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // libmorvex-tp: a small pool of persistent worker threads.
 //
 // What it is for. The numerical library splits an index range into one chunk

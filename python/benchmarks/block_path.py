@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Times the typical acquisition-block path through morvex beside numpy/scipy.
 
 The path: 8-bit codes to volts (float32), a Hann window with unit coherent

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """morvex: numpy arrays through libmorvex-m, numerical routines for sample data.
 
 The package returns exactly what the C library returns: the same exports run

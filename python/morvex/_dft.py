@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Real discrete Fourier transforms: reusable plans and one-shot calls.
 
 Transforms are unnormalised in both directions unless asked otherwise: a

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """IIR filters: design, block-by-block execution, representations, response."""
 import ctypes
 import math

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Version, options and processor features."""
 import ctypes
 

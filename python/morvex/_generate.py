@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Spectral windows, periodic waveforms and noise."""
 import ctypes
 import threading

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The shared library, its start-up and the helpers every module uses.
 
 Loading: the copy named by ``MORVEX_M_LIB``, else the one bundled in the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Element-wise operations: arithmetic, math functions, conversion, clipping,
 fill, bit and shift operations, deinterleave and phase unwrap.
 

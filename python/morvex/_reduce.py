@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reductions: sums, extremes, index searches, linear histograms, and the
 exponential fit."""
 import ctypes

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Software triggers over a stream of sample blocks."""
 import ctypes
 import threading

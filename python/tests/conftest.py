@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Shared fixtures: the C library reached directly through ctypes, and data."""
 import ctypes
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Errors, array layouts, threads and the library's start and stop."""
 import importlib.metadata
 import subprocess

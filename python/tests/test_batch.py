@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The batch example gives one table on one process and on two Dask workers."""
 import sys
 from pathlib import Path

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A record cut into random blocks gives what one call over the record gives."""
 import signal
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The package returns what the C exports return, bit for bit."""
 import ctypes
 from ctypes import byref

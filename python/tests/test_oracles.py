@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The package against numpy and scipy.signal."""
 import math
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/abstract_dft.h"
 
 #include "frame/status.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The transform backends' interfaces. A plan handed to callers is one of these
 // objects: the plan exports check counts and alignment through AbstractDFT and
 // find the direction and precision by a run-time type cast to one of the two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/backend.h"
 
 #include <type_traits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Backend choice: FFTW of the transform's precision while its option is on,
 // Eigen otherwise. A backend keeps working with what it was made with,
 // whatever the options do later.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The transform exports: each forwards to morvex::dft (plan.cpp), which keeps
 // every exception inside. The public complex structs and std::complex share
 // their layout (two parts, real first).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/fftw_loader.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FFTW, loaded at run time. The library never links FFTW: when a caller turns
 // on "Use FFTW3" or "Use FFTW3F", the matching library is opened by name and
 // its seven functions resolved, all or nothing. Each precision has a planner

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/plan.h"
 
 #include <new>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C++ side of the transform exports: size rule, backend choice, the
 // checks of plan execution, and the translation of every failure into a
 // status (no exception leaves an export).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The plain cascade kernel, the choice of kernel per call, and the executor.
 #include "filter/cascade.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The second-order-section cascade kernels (transposed direct form II).
 //
 // Every kernel computes, for each sample in order and each section in order,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lane-parallel cascade with 256-bit AVX vectors: 4 sections per vector
 // in f64, 8 in f32. Only AVX is needed (no fused operations are wanted).
 #include <immintrin.h>

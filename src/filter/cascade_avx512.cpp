@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lane-parallel cascade with 512-bit vectors: 8 sections per vector in
 // f64, 16 in f32. Uses AVX-512F only (valign for the lane shift, mask
 // registers for the idle lanes of the fill and drain steps).

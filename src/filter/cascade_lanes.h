@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lane-parallel cascade, written once over a vector-traits type and
 // compiled per instruction set by cascade_<isa>.cpp. Include only from those
 // files, with traits in an anonymous namespace, so that every instantiation

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lane-parallel cascade with 128-bit vectors: 2 sections per vector in
 // f64, 4 in f32. Lane shifts are single one-cycle shuffles here, which keeps
 // the hand-over from one section to the next off the critical path.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Representation conversion: polynomial expansion, polynomial roots and the
 // pairing of roots into second-order sections.
 #include "filter/convert.h"

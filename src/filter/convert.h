@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions between the three filter representations, in double precision.
 #pragma once
 

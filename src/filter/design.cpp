@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Butterworth, Chebyshev I/II, notch and peak designs.
 #include "filter/design.h"
 

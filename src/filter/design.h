@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filter design in double precision. Every rejected parameter raises
 // std::invalid_argument with an empty message.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter exports: each one forwards to the internals and turns every
 // exception into "Failed".
 #include <memory>

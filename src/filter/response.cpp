@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frequency responses evaluated point by point over the task pool, and the
 // stability test.
 #include "filter/response.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frequency response and stability of a filter state.
 #pragma once
 

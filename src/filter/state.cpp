@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter state's representations: derived on first demand, published
 // once, shared by every later reader.
 #include "filter/state.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter state: up to three equivalent representations of one filter
 // (zeros/poles/gain, transfer function, second-order sections), each derived
 // on first demand and then kept, plus the executor that filters samples.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exponential fit y = a * exp(b * x) at x = 0 .. n-1, by least squares on
 // ln(y).
 //

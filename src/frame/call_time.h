@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The call-time kernel choices: the exports that pick a processor kernel at
 // every call from the option flags instead of through a kernel slot. Each
 // family is one row below: its variants in priority order, each named by the

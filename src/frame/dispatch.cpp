@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The dispatch table. Each setter stores the plain kernel in every slot of its
 // group, then tests the variant conditions from the weakest instruction set to
 // the strongest; every condition that holds overwrites the slots for which it

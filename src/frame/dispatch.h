@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kernel slots: process-wide function pointers, one per forwarding export,
 // filled by three setters at start-up and after every accepted option change.
 // The table of variants and the conditions that pick them are in dispatch.cpp;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The option flags: one byte per processor feature or outside library, set at
 // start-up from the processor and changed by morvex_m_setopt. Kernels chosen
 // at call time read them through the tests below (one or two byte loads, no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start-up and shut-down, status texts, version record, state release.
 #include <pthread.h>
 

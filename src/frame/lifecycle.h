@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Read-only views of the lifecycle globals, for tests and morvex-m-info.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Options: one flag per processor feature and per optional outside library.
 #include <cstdint>
 

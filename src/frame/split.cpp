@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frame/split.h"
 
 #include <time.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Parallel range splitting: an index range is cut into one contiguous chunk
 // per hardware thread; all chunks but the last go to the task pool, the
 // calling thread computes the last one, then waits for the others. The call

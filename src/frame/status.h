@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's one exception type, and the helpers that keep exceptions from
 // crossing the C boundary.
 #pragma once

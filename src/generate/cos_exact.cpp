@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exact cosine's dispatch and baseline kernel.
 #include "generate/cos_exact.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The cosine of the generators, fast and still the C library's: every value
 // equals std::cos of the same argument, bit for bit, on every kernel.
 //

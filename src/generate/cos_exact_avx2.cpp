@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exact cosine, AVX2 with FMA3: four lanes per vector through the kernel
 // of cos_exact_simd.h.
 #include "generate/cos_exact_simd.h"

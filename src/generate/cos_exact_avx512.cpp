@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exact cosine, AVX-512F: eight lanes per vector through the kernel of
 // cos_exact_simd.h.
 // GCC 12's AVX-512 intrinsics fill unused operands with a deliberately

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exact cosine's processor kernel, written once over lane traits and
 // compiled per instruction set by cos_exact_avx2.cpp and cos_exact_avx512.cpp.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Uniform noise. The generator and the distributions are the standard
 // library's (std::mt19937, uniform_int_distribution, uniform_real_distribution,
 // generate_canonical), so a seed reproduces the same samples anywhere those

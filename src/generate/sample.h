@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a computed double becomes a stored sample, shared by the waveforms and
 // the noise generators: clamp to the caller's bounds (lower first, then upper),
 // then round integers half away from zero and truncate to the element width.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Periodic waveforms. Every element is computed from its own index and the
 // entry phase, never from its neighbour, so a long block accumulates no
 // rounding drift and the index range can be cut anywhere: the splitter hands

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The per-thread store of window multipliers (weight_cache.h).
 #include "generate/weight_cache.h"
 

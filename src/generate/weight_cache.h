@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The windows' multipliers kept from call to call.
 //
 // A program that windows every acquisition block calls the same window with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Spectral windows: out[i] = w(i) * s * in[i].
 //
 // The weights are computed in double for both element types, each from its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Window internals reachable from tests: the flat-top's mirrored range walk.
 #pragma once
 

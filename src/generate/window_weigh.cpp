@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kept window multipliers: the plain kernel and the call-time choice.
 #include "generate/window_weigh.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A window applied through multipliers kept from an earlier call:
 // out[i] = T(ws[i] * double(in[i])), where ws[i] = w(i) * s is the double the
 // computing call formed, so the product and its rounding are the computing

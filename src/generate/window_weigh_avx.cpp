@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kept window multipliers applied four elements at a time (AVX).
 #include <immintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kept window multipliers applied eight elements at a time (AVX-512F).
 // GCC 12's AVX-512 conversions fill their unused pass-through operand with a
 // deliberately uninitialised value, which -Wmaybe-uninitialized reports;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Absolute value: clears the sign bit, nothing else (-0 -> +0, and a NaN keeps
 // its payload). fabs is exactly that and compiles to a vector AND.
 #include <cmath>

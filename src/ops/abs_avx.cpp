@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Absolute value, AVX: the sign bit cleared with one AND-NOT per 8 f32 or 4 f64
 // lanes, exactly what the plain kernel's fabs does. Outputs past the
 // streaming threshold are written with 256-bit streaming stores: at that size

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Element-wise arithmetic. Every element is one IEEE operation in the element
 // type (or one C library call), so the vectorised and the element-by-element
 // loops give the same bits; which one runs depends only on whether the output

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Internal declarations of the arithmetic kernels.
 //
 // add ... pow2: every element is one IEEE operation in the element type, so

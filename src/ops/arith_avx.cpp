@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Element-wise arithmetic, AVX: 8 f32 or 4 f64 lanes (arith_simd.h).
 #include "ops/arith_simd.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mulc_addc, AVX2 with FMA3: x * m + c as one fused multiply-add per element
 // (a single rounding), on every element including the tail and the
 // element-by-element path, so a call never mixes the two roundings. Four

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Element-wise arithmetic, AVX-512F: 16 f32 or 8 f64 lanes, the tail as one
 // masked vector (arith_simd.h).
 #include "ops/arith_simd.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The element-wise arithmetic kernels (add ... pow2, f32 and f64), written
 // once over a GCC vector type V and instantiated by arith_avx.cpp (256-bit)
 // and arith_avx512.cpp (512-bit), each compiled for its own instruction set.

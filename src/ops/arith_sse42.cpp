@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mulc_addc, SSE4.2: four f32 or two f64 lanes, a multiply then an add (two
 // roundings, as the plain kernel). Outputs larger than the caches are written
 // with streaming stores (same values, no read of the destination lines).

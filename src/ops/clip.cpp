@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clipping and fill. Plain loops that the compiler vectorises at the baseline;
 // each element is independent, so every loop shape gives the same result.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversion to floating point with calibration: out = T(in) * scale + offset,
 // a multiply then an add in the output precision. The exports forward to their
 // kernel slot. The raw-sample (u8, u16) conversions have processor variants in

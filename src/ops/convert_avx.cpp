@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Raw-sample conversions, AVX: 8 f32 or 4 f64 lanes, a multiply then an add
 // (two roundings, as the plain kernel). AVX has no 256-bit integer widening,
 // so the samples are widened in two 128-bit halves.

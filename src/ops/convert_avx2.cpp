@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions, AVX2 with FMA3: 8 f32 or 4 f64 lanes.
 //  - The raw-sample slot variants: x * scale + offset as one fused
 //    multiply-add (a single rounding) on every element, the tail included.

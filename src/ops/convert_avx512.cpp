@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions, AVX-512F (with CD, though nothing here needs it): 16 f32 or
 // 8 f64 lanes.
 //  - The raw-sample slot variants: x * scale + offset as one fused

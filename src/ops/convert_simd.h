@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vector conversions, written once over a vector traits type V and
 // instantiated by convert_sse42.cpp, convert_avx.cpp, convert_avx2.cpp and
 // convert_avx512.cpp, each compiled for its own instruction set. Include only

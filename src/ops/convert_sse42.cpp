@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Raw-sample conversions, SSE4.2: 4 f32 or 2 f64 lanes, a multiply then an
 // add (two roundings, as the plain kernel).
 #include "ops/convert_simd.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Deinterleave: multi-channel blocks (channel 0, 1, ..., N-1, channel 0, ...)
 // split into one array per channel.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Deinterleave of two u8 channels, AVX2: 32 frames per step. The pack works
 // within each 128-bit half, so the 64-bit quarters come out as a0 b0 a1 b1
 // and one cross-lane permute puts them in order. Records beyond the caches

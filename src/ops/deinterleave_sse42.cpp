@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Deinterleave, SSE4.2 (byte shuffles of SSSE3, packs of SSE4.1).
 //
 // Two channels: each 16-bit (u8 samples) or 32-bit (u16 samples) lane holds

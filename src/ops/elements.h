@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One element of the kernels that have processor variants, written once so
 // that the plain loops and the scalar tails of every variant compute exactly
 // the same thing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels behind the kernel slots and the call-time choices: the plain
 // kernel of each, and the processor variants beside it (each defined in a file
 // compiled for its instruction set). A variant returns exactly what the plain

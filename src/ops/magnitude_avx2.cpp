@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex magnitude (f32), AVX2 with FMA3: eight lanes per vector through the
 // single-precision kernel of magnitude_simd.h, cabsf's result element for
 // element.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex magnitude (f32), AVX-512F: sixteen lanes per vector through the
 // single-precision kernel of magnitude_simd.h, cabsf's result element for
 // element. Only AVX-512F instructions on 512-bit vectors.

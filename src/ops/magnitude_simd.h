@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex magnitude (f32) with cabsf's exact result, written once and compiled
 // per instruction set by the files that include this header with their own
 // lane traits (magnitude_avx2.cpp, magnitude_avx512.cpp).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Math functions over arrays: each element is the C math library's function of
 // the same precision (sinf for f32, sin for f64), called per element, so the
 // results, the special values and the errno reports are the library's own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Overlap test for element-wise loops: the vector path may load a whole block
 // before storing it, which is only safe when the output shares no byte with an
 // input. Overlapping calls (in-place ones included) take the element-by-element

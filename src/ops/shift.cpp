@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shifts, masks and the bit-mask search over unsigned sample words.
 //
 // u8 and u16 elements are shifted as 32-bit values and stored back in their

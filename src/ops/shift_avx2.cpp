@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shift right with clipping, AVX2: 32 u8 or 16 u16 lanes per vector.
 #include "ops/kernels.h"
 #include "ops/shift_simd.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shift right with clipping, written once over a vector traits type V and
 // instantiated by shift_sse42.cpp and shift_avx2.cpp (each compiled for its
 // own instruction set). Include only from those files.

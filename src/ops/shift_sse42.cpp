@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shift right with clipping, SSE4.2: 16 u8 or 8 u16 lanes per vector.
 #include "ops/kernels.h"
 #include "ops/shift_simd.h"

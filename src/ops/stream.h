@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streaming (non-temporal) stores for the kernels whose outputs may be far
 // larger than the caches: the written lines go to memory without first being
 // read in, which nearly doubles the fill rate there. The values stored are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Phase unwrap, resumable: the state is the last output of the previous call
 // (NaN when there is none). Each step adds to the previous *output* the
 // difference wrapped into [-pi, pi], so a record of finite samples cut into

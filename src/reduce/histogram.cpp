@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linear histograms. The bin of a sample is a double-precision division by
 // the bin width, truncated, clamped to the last bin; the division (not a
 // multiplication by a reciprocal) is what puts samples on bin edges where

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels behind the reductions: each plain kernel and the processor
 // variants beside it (each defined in a file compiled for its instruction
 // set). The exports and src/reduce/search.h choose among them at every call

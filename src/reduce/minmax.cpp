@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes. The plain kernels apply the running rule of the interface,
 // min = (min < x) ? min : x and max = (max > x) ? max : x, in index order,
 // starting from data[0]. For integers any grouping gives the same values, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes, AVX: f64 four lanes at a time through the exact float kernel of
 // minmax_float.h.
 #include <immintrin.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes, AVX2: i16, u8 and u16 thirty-two bytes at a time through the
 // integer kernel of minmax_int.h.
 #include <cstdint>

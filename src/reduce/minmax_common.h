@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pieces shared by the plain and the vector extremes kernels. Internal
 // linkage throughout: the files of each instruction set get their own copy.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vector minmax for floats that returns exactly what the plain running rule
 //   min = (min < x) ? min : x,   max = (max > x) ? max : x
 // returns, NaNs and signed zeros included. Included only by the files of one

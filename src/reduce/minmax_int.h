@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes of 8- and 16-bit integers, written once and compiled per
 // instruction set by the files that include this header with their own lane
 // traits (minmax_sse42.cpp: 16-byte vectors, minmax_avx2.cpp: 32-byte).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes, SSE4.2: i16, u8 and u16 sixteen bytes at a time through the
 // integer kernel of minmax_int.h; f32 and f64 through the exact float kernel
 // of minmax_float.h.

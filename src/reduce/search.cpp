@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Index searches: the plain kernels, the per-call kernel choice behind
 // search.h, and the exports, which forward to search.h one line each.
 #include "reduce/search.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Index searches for use inside the library: the same calls as the
 // morvex_m_index_* exports, with the same arguments, overloaded on the
 // element type. The exports forward to these, and the software triggers run

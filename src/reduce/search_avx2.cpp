@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // index_gte over u16 samples, AVX2: thirty-two bytes per vector, eight
 // vectors (256 bytes) per group test.
 #include <immintrin.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // index_max / index_min over every element type, AVX2: thirty-two bytes per
 // vector, eight accumulators (one group is 256 bytes), through the kernel of
 // search_extreme_simd.h.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // index_max / index_min over f32 and f64, AVX-512F: sixty-four bytes per
 // vector, eight accumulators (one group is 512 bytes), through the kernel of
 // search_extreme_simd.h. The 8- and 16-bit types have no kernel here: their

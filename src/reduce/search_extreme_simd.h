@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vector extreme searches (index_max, index_min), written once and compiled
 // per instruction set by the files that include this header with their own
 // lane traits. Internal linkage throughout, so no instantiation leaks from one

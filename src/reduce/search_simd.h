@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Vector level and band searches over unsigned 8- and 16-bit samples,
 // written once and compiled per instruction set by the files that include
 // this header with their own lane traits. Internal linkage throughout, so no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Level and band searches over u8 and u16 samples, SSE4.2: sixteen bytes per
 // vector, sixteen vectors (256 bytes) per group test.
 #include <immintrin.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sums. Integer sums are exact modulo 2^64, so their loops may add in any
 // order and are written to vectorise on the x86-64 baseline. Floating-point
 // sums add in a fixed order that is part of the interface: strictly in index

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // sum_f64 and square_sum_f64, AVX: the four-lane order of sum_lanes.h.
 #include <immintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lane orders of the sum_f64/square_sum_f64 variants, written once and
 // compiled per instruction set by sum_sse42.cpp (2 lanes) and sum_avx.cpp
 // (4 lanes) with their own lane traits. Internal linkage throughout, so no

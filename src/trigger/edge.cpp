@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Edge triggers: the exports, each one call of a machine of trigger/edge.h
 // under the common calling scheme.
 #include "trigger/edge.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The edge machines. They fire on a crossing of `level` in one direction, but
 // only once the signal has been strictly beyond the arming level and come back
 // to it: that hysteresis keeps noise around the level from firing again and

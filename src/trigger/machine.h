@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every trigger state machine is built from: the state records, the
 // calling scheme around a record (allocation on first use, the early return
 // for an exhausted block), the forward search steps and the time condition of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Time-qualified triggers: the interval between successive edges, the width
 // of pulses and the width of runt pulses, each fired only when the measured
 // time meets a TimeCondition. They remember a sample index across blocks,

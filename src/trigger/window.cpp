@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Window triggers: the signal inside or outside a band, or entering or
 // leaving it with hysteresis.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // See alloc_fail.h. The next allocator is found with dlsym(RTLD_NEXT), which
 // may allocate while it looks: those few requests get static arena memory,
 // which free and realloc recognise. Nothing here locks or calls itself back.

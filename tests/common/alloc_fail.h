@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Allocation failure on demand. A test binary linked with the CMake target
 // morvex-test-alloc-fail routes malloc, calloc, realloc, posix_memalign,
 // aligned_alloc and every operator new through a counter. The executable's

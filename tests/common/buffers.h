@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Test buffers with a chosen misalignment, and bit-exact comparisons.
 #pragma once
 

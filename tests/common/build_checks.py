@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Checks of the build's products, by the first argument:
   exports LIB LIST    the dynamic symbol table of LIB is exactly the export list
   isa OBJECT...       objects built for one instruction set (name_sse42.cpp,
@@ -5,7 +6,10 @@
                       keeps one copy of such a symbol for the whole library and
                       might hand the AVX2 copy to a caller built for the baseline
   cos-table ROOT      the cosine table in the sources is what its generator
-                      writes, so its constants cannot drift from their series"""
+                      writes, so its constants cannot drift from their series
+  spdx ROOT           every source file of the tree names its licence in an
+                      SPDX line near its top, as the LICENSE file promises"""
+import os
 import pathlib
 import re
 import subprocess
@@ -32,5 +36,18 @@ elif kind == "cos-table":
                                capture_output=True, text=True).stdout
     if generated != (root / "src" / "generate" / "cos_table.cpp").read_text():
         problems = ["src/generate/cos_table.cpp differs from tools/gen-cos-table.py's output"]
+elif kind == "spdx":
+    root = pathlib.Path(args[0])
+    sources = (".c", ".cpp", ".h", ".py", ".sh", ".cmake", ".in", ".map", ".toml")
+    for folder, dirs, files in os.walk(root):
+        # build trees, caches, VCS data and the fuzz corpora (raw inputs) are not sources
+        dirs[:] = [d for d in dirs if not d.startswith(("build", ".", "__")) and d not in ("corpus", "dist")
+                   and not d.endswith(".egg-info")] + [d for d in dirs if d == ".ci"]
+        for name in files:
+            path = pathlib.Path(folder) / name
+            if name.endswith(sources) or name in ("CMakeLists.txt", "run"):
+                head = path.read_text(errors="replace").splitlines()[:3]
+                if not any("SPDX-License-Identifier: MIT" in line for line in head):
+                    problems.append(f"{path.relative_to(root)}: no SPDX line")
 print("\n".join(problems) or f"{kind}: ok")
 sys.exit(1 if problems else 0)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """ctypes access to libmorvex-m for the Python oracles.
 
 The library path comes from MORVEX_M_LIB (set by CTest). Arrays are numpy

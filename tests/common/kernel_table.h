@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernel table: one row per kernel family, read by the variant harness of
 // the tests (common/variant_harness.h) and by morvex-bench. No GoogleTest here.
 //

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Oracles nobody here wrote: numpy and scipy.signal against the library, one
 section per subsystem (the argument names it; CTest runs each under its label).
 Each family has one oracle: numpy.unwrap, scipy's windows, numpy.fft, scipy's

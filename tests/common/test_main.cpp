@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Test main for subsystems that simply need the library started: one
 // morvex_m_init around the whole run, as an application would do.
 #include <gtest/gtest.h>

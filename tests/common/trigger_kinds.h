@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The 14 trigger kinds of one element type with their levels and time
 // condition bound, and what a caller must know to walk each: the fuzzer and
 // the allocation sweep go through all 70 exports this way.

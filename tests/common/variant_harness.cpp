@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "common/variant_harness.h"
 
 #include <algorithm>

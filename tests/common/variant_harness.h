@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kernel configurations and the variant harness.
 //
 // A configuration switches processor features off through the library's own

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the transform tests share: the typed exports, random signals and the
 // switch between backends.
 #pragma once

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Stand-ins for FFTW (stub/fake_fftw.c), complete and without their plan
 # destroyer, for the loader tests (loader/): FFTW present, absent and
 # incomplete, tested the same way whatever the machine has installed. The

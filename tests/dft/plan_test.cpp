@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Transforms through their exports: the size rule and the length limits,
 // the checks of plan execution and their order, reuse on other arrays and
 // alignment classes, the backend chosen at creation, the normalisations as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filter design checks and their boundaries, the representation conversions
 // at the cases no design reaches (roots at the origin, leading zeros, odd and
 // empty filters, an unpaired complex root), and the state's representations:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Filter execution through the states: random blocks give what one call
 // gives, in every kernel configuration and from rest or steady state; the
 // steady start's DC level, resets, order 0, the element type fixed by the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exponential fit: recovery of known exponentials, rejection of non-positive
 // samples with the outputs untouched, the undetermined n < 2 and NaN, partial
 // requests, and records longer than the stack scratch giving the least-squares

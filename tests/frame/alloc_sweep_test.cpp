@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Allocation failure at every point: each allocating export runs with the
 // k-th allocation failing, then every one from the k-th on, for k = 1, 2, ...
 // until a run makes fewer than k. It must return its documented status and

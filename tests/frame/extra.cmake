@@ -1,2 +1,3 @@
+# SPDX-License-Identifier: MIT
 # The fault tests make allocations fail on purpose (common/alloc_fail.h).
 target_link_libraries(test_frame PRIVATE morvex-test-alloc-fail)

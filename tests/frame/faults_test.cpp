@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The frame when memory runs out or the library is not started yet.
 #include <gtest/gtest.h>
 

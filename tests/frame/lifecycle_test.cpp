@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start-up and shut-down, reference counted and safe from many threads;
 // status texts, the version record and the release of trigger states.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The frame tests control start-up and shut-down themselves: no global init.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Options and the kernel dispatch they drive. The options: the exact table,
 // processor features read at start-up and checked against an independent
 // source (the compiler's own processor detection, which like the library asks

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // libmorvex-tp and the range splitter over it: every task runs exactly once,
 // whoever runs it, under load from several application threads; waits never
 // hang, fini drains the queue, idle workers sleep. The splitter is observed

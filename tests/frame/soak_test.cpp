@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concurrency soak: 8 threads for MORVEX_SOAK_SECONDS (2 by default; more in
 // CI's thread-sanitizer stage). Each round of a thread takes its own
 // reference to the library and runs built-in plans of its own and plans made

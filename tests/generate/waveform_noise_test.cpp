@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Waveforms and noise: the shapes from their definitions, each type's
 // clamping and rounding, the carried phase, blocks that join without a seam,
 // the same result for every thread count and from many threads at once; noise

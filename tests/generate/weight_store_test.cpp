@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kept window weights: reusing them gives the computed bits, no key change
 // reuses them, and the store keeps within its bounds.
 #include <gtest/gtest.h>

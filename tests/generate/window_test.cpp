@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Windows: the weights of the cosine sums as their formula with std::cos for
 // every thread count, normalisation by the inverse of the window's mean (1 / a0
 // for a cosine sum), the f32 precision rules, mirror symmetry, edge sizes, in place. (The weights of every window are checked

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arithmetic beyond the kernel table's bit comparison: the wide kernels finish
 // an array with a partly filled vector, and the lanes past the end must not
 // raise an exception flag that no element raises (a caller that checks the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Inputs the fuzzers found, kept as rows: what the library must do with them.
 #include <gtest/gtest.h>
 

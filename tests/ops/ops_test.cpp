@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Element-wise operations: every family of the kernel table against its
 // reference, then what the table's references take for granted (the rules
 // in worked values) and the calls that are not element by element: errno,

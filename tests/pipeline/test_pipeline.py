@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """morvex-pipeline on captures written here: WAV files (stdlib wave) and raw
 dumps of known signals give known frequencies, levels, edges and pulses,
 whatever the block size; bad input gets one line and the right status; a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Extremes and index searches against their definitions, in every kernel
 // configuration: the answer planted at every position (every lane, group
 // seam and the overlapping last vector), from every kind of start, with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linear histograms: the edges and the precision of each difference, NaN
 // into the last bin, degenerate ranges, counter wrap-around, present and
 // absent out-of-range counters, and the u8 value table against the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sums: integers exact modulo 2^64 however long the run of extreme values;
 // floating-point sums bit-exact in the order each kernel configuration
 // documents, on inputs where the three orders give three different results.

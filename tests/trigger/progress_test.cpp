@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Levels are not validated, so equal and inverted ones arrive too (from a
 // slider, say): every call must still return, and a caller asking for the
 // next hit from the one returned must move on. walk() fails a hit that does

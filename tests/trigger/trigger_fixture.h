@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the trigger tests share: the exports per element type, a walker that
 // runs a trigger over a record cut into blocks exactly as a caller would,
 // random plateau signals that sit exactly on the levels (and the same with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Triggers: every kind and type over random plateau signals that sit exactly
 // on the levels, one step off them and across them, walked hit by hit in one
 // piece and cut into random blocks, in every kernel configuration, fire

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The FFTW backends of both precisions, written once: P is fftw::Double or
 // fftw::Single. The named classes in lib::fftw3 and lib::fftw3f derive from
 // these templates and add nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FFTW loading as the library does it, with FFTW present (a stand-in that
 // computes the transforms directly), absent, and incomplete (the stand-in
 // without its plan destroyer), whatever the machine has installed: the

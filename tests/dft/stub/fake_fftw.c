@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /*
  * A stand-in for the FFTW libraries, built by the tests so that loading, lazy
  * planning, plan reuse, destruction and the planner lock are tested the same

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/lib/eigen/eigen_dft.h"
 
 namespace morvex::dft::lib::eigen {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built-in backend: Eigen's FFT module (kissfft). Always available, any
 // address accepted (alignment class 0).
 #pragma once

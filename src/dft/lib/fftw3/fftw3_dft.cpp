@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/lib/fftw3/fftw3_dft.h"
 
 namespace morvex::dft::lib::fftw3 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Double-precision transforms through the run-time loaded libfftw3.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dft/lib/fftw3f/fftw3f_dft.h"
 
 namespace morvex::dft::lib::fftw3f {

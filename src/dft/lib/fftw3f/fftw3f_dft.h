@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Single-precision transforms through the run-time loaded libfftw3f. The
 // inverse class carries the same name as the double-precision one (without
 // the trailing F of its forward sibling); its namespace tells them apart.
