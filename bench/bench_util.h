@@ -109,6 +109,15 @@ inline void memcpy_reference(benchmark::State& state, size_t read_bytes, size_t 
 namespace floor_detail {
 constexpr size_t kStreamFrom = size_t(8) << 20;
 
+// Four accumulators, so that the loads are not one chain of dependent
+// operations: in cache a single chain, not the memory, would set the pace.
+#define MORVEX_BENCH_FLOOR_STEP(V, acc, load, xor_, store, stream)                                                                 \
+  for (size_t b = 0; b < kRead; ++b) acc = xor_(acc, load(reinterpret_cast<const __##V##i*>(in) + b));   \
+  if (streamed)                                                                                       \
+    for (size_t b = 0; b < kWrite; ++b) stream(reinterpret_cast<__##V##i*>(out) + b, acc);            \
+  else                                                                                                \
+    for (size_t b = 0; b < kWrite; ++b) store(reinterpret_cast<__##V##i*>(out) + b, acc);             \
+  in += kRead * kV, out += kWrite * kV;
 #define MORVEX_BENCH_FLOOR_LOOP(isa, V, set1, load, xor_, store, stream, fence)                     \
   template <size_t R, size_t W>                                                                       \
   __attribute__((target(isa))) void loop_##V(const unsigned char* in, unsigned char* out, size_t n) { \
@@ -120,22 +129,27 @@ constexpr size_t kStreamFrom = size_t(8) << 20;
     const bool streamed = n * W >= kStreamFrom;                                                       \
     /* Never all zero: the source arrays are, and lines of zeros reach memory */                    \
     /* about twice as fast as any other data here, which no kernel writes.  */                       \
-    auto acc = set1(0x5A5A5A5A);                                                                      \
-    for (size_t s = 0; s < steps; ++s, in += kRead * kV, out += kWrite * kV) {                        \
-      for (size_t b = 0; b < kRead; ++b) acc = xor_(acc, load(reinterpret_cast<const __##V##i*>(in) + b)); \
-      if (streamed)                                                                                   \
-        for (size_t b = 0; b < kWrite; ++b) stream(reinterpret_cast<__##V##i*>(out) + b, acc);        \
-      else                                                                                            \
-        for (size_t b = 0; b < kWrite; ++b) store(reinterpret_cast<__##V##i*>(out) + b, acc);         \
+    auto a0 = set1(0x5A5A5A5A), a1 = a0, a2 = a0, a3 = a0;                                            \
+    size_t s = 0;                                                                                     \
+    for (; s + 4 <= steps; s += 4) {                                                                  \
+      MORVEX_BENCH_FLOOR_STEP(V, a0, load, xor_, store, stream) MORVEX_BENCH_FLOOR_STEP(V, a1, load, xor_, store, stream)                                         \
+      MORVEX_BENCH_FLOOR_STEP(V, a2, load, xor_, store, stream) MORVEX_BENCH_FLOOR_STEP(V, a3, load, xor_, store, stream)                                         \
+    }                                                                                                 \
+    for (; s < steps; ++s) {                                                                          \
+      MORVEX_BENCH_FLOOR_STEP(V, a0, load, xor_, store, stream)                                                                     \
     }                                                                                                 \
     if (streamed) fence();                                                                            \
-    benchmark::DoNotOptimize(acc);                                                                    \
+    benchmark::DoNotOptimize(a0);                                                                     \
+    benchmark::DoNotOptimize(a1);                                                                     \
+    benchmark::DoNotOptimize(a2);                                                                     \
+    benchmark::DoNotOptimize(a3);                                                                     \
   }
 MORVEX_BENCH_FLOOR_LOOP("avx512f", m512, _mm512_set1_epi32, _mm512_load_si512, _mm512_xor_si512,
                         _mm512_store_si512, _mm512_stream_si512, _mm_sfence)
 MORVEX_BENCH_FLOOR_LOOP("avx2", m256, _mm256_set1_epi32, _mm256_load_si256, _mm256_xor_si256,
                         _mm256_store_si256, _mm256_stream_si256, _mm_sfence)
 #undef MORVEX_BENCH_FLOOR_LOOP
+#undef MORVEX_BENCH_FLOOR_STEP
 }  // namespace floor_detail
 
 template <size_t R, size_t W>
