@@ -85,37 +85,29 @@ void fill_scattered(Array<T>& a) {
   }
 }
 
-#define MORVEX_BENCH_EXTREME(T, S)                                                     \
-  void BM_index_max_##S(benchmark::State& state) {                                     \
-    ConfigScope config(state, int(state.range(1)));                                    \
-    const size_t n = size_t(state.range(0));                                           \
-    Array<T> a(n);                                                                     \
-    fill_scattered(a);                                                                 \
-    for (auto _ : state) {                                                             \
-      uint64_t p = 0;                                                                  \
-      T v = std::numeric_limits<T>::lowest();                                          \
-      morvex_m_index_max_##S(a.data(), n, &p, &v);                                     \
-      benchmark::DoNotOptimize(p);                                                     \
-      benchmark::DoNotOptimize(v);                                                     \
-    }                                                                                  \
-    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
-  }                                                                                    \
-  void BM_index_min_##S(benchmark::State& state) {                                     \
-    ConfigScope config(state, int(state.range(1)));                                    \
-    const size_t n = size_t(state.range(0));                                           \
-    Array<T> a(n);                                                                     \
-    fill_scattered(a);                                                                 \
-    for (auto _ : state) {                                                             \
-      uint64_t p = 0;                                                                  \
-      T v = std::numeric_limits<T>::max();                                             \
-      morvex_m_index_min_##S(a.data(), n, &p, &v);                                     \
-      benchmark::DoNotOptimize(p);                                                     \
-      benchmark::DoNotOptimize(v);                                                     \
-    }                                                                                  \
-    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));     \
-  }                                                                                    \
-  BENCHMARK(BM_index_max_##S)->ArgsProduct({{64, kBlock, kRecord}, {0}})->Args({kBlock, 1})->Args({kBlock, 4}); \
-  BENCHMARK(BM_index_min_##S)->ArgsProduct({{64, kBlock, kRecord}, {0}})->Args({kBlock, 1})->Args({kBlock, 4});
+// The caller's bar is the lowest (highest) value of the type, so every
+// search finds the record's extreme.
+template <class T, int32_t (*Search)(const T*, uint64_t, uint64_t*, T*), bool Max>
+void BM_index_extreme(benchmark::State& state) {
+  ConfigScope config(state, int(state.range(1)));
+  const size_t n = size_t(state.range(0));
+  Array<T> a(n);
+  fill_scattered(a);
+  for (auto _ : state) {
+    uint64_t p = 0;
+    T v = Max ? std::numeric_limits<T>::lowest() : std::numeric_limits<T>::max();
+    Search(a.data(), n, &p, &v);
+    benchmark::DoNotOptimize(p);
+    benchmark::DoNotOptimize(v);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));
+}
+void extreme_args(benchmark::internal::Benchmark* b) {
+  b->ArgsProduct({{64, kBlock, kRecord}, {0}})->Args({kBlock, 1})->Args({kBlock, 4});
+}
+#define MORVEX_BENCH_EXTREME(T, S)                                                                          \
+  BENCHMARK(BM_index_extreme<T, morvex_m_index_max_##S, true>)->Name("BM_index_max_" #S)->Apply(extreme_args); \
+  BENCHMARK(BM_index_extreme<T, morvex_m_index_min_##S, false>)->Name("BM_index_min_" #S)->Apply(extreme_args);
 MORVEX_BENCH_EXTREME(int16_t, i16)
 MORVEX_BENCH_EXTREME(uint8_t, u8)
 MORVEX_BENCH_EXTREME(uint16_t, u16)
