@@ -124,31 +124,21 @@ BENCHMARK(byte_floor<8, 0>)->Name("BM_floor_8_0")->Arg(64)->Arg(kBlock)->Arg(kRe
 #ifdef MORVEX_BENCH_HAVE_VOLK
 // VOLK's index searches over f32 (no bar, no start: the plain extreme), and
 // its 16-bit maximum, which finds the value but no index.
-void BM_volk_32f_index_max_32u(benchmark::State& state) {
+template <class Search>
+void BM_volk_32f_index(benchmark::State& state, Search search) {
   const size_t n = size_t(state.range(0));
   Array<float> a(n);
   fill_scattered(a);
   uint32_t at = 0;
   for (auto _ : state) {
-    volk_32f_index_max_32u(&at, a.data(), uint32_t(n));
+    search(&at, a.data(), uint32_t(n));
     benchmark::DoNotOptimize(at);
   }
   state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(float)));
 }
-BENCHMARK(BM_volk_32f_index_max_32u)->Arg(64)->Arg(kBlock)->Arg(kRecord);
-
-void BM_volk_32f_index_min_32u(benchmark::State& state) {
-  const size_t n = size_t(state.range(0));
-  Array<float> a(n);
-  fill_scattered(a);
-  uint32_t at = 0;
-  for (auto _ : state) {
-    volk_32f_index_min_32u(&at, a.data(), uint32_t(n));
-    benchmark::DoNotOptimize(at);
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(float)));
-}
-BENCHMARK(BM_volk_32f_index_min_32u)->Arg(64)->Arg(kBlock)->Arg(kRecord);
+// (Through the global at each call: VOLK resolves its kernel on first use.)
+BENCHMARK_CAPTURE(BM_volk_32f_index, max, [](uint32_t* at, const float* x, uint32_t n) { volk_32f_index_max_32u(at, x, n); })->Name("BM_volk_32f_index_max_32u")->Arg(64)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK_CAPTURE(BM_volk_32f_index, min, [](uint32_t* at, const float* x, uint32_t n) { volk_32f_index_min_32u(at, x, n); })->Name("BM_volk_32f_index_min_32u")->Arg(64)->Arg(kBlock)->Arg(kRecord);
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
