@@ -117,7 +117,7 @@ void run_deinterleave2(benchmark::State& state, int32_t (*fn)(const T*, int32_t,
 void BM_deinterleave2_u8(benchmark::State& s) { run_deinterleave2(s, morvex_m_deinterleave2_u8); }
 void BM_deinterleave2_u16(benchmark::State& s) { run_deinterleave2(s, morvex_m_deinterleave2_u16); }
 BENCHMARK(BM_deinterleave2_u8)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
-BENCHMARK(BM_deinterleave2_u16)->ArgsProduct({{kBlock, kRecord}, {0, 4}});
+BENCHMARK(BM_deinterleave2_u16)->ArgsProduct({{kBlock, kRecord}, {0, 2, 4}});
 
 // ------------------------------------------------------------------ abs, magnitude, log10
 void BM_abs_f32(benchmark::State& state) {

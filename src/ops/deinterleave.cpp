@@ -4,7 +4,7 @@
 //
 // The N-channel exports divide the sample total by N with the C library's
 // div: q whole frames go through the kernel chosen at this call
-// (frame/call_time.h: AVX2+FMA3 for 2-channel u8, else SSE4.2 for 2 to 4
+// (frame/call_time.h: AVX2+FMA3 for 2 channels, else SSE4.2 for 2 to 4
 // channels, else the plain loop);
 // the r samples of an incomplete last frame then go to channels 0..r-1, so no
 // sample is dropped. The 5- and 6-channel forms use the plain loop only.
@@ -64,7 +64,7 @@ extern "C" {
 
 int32_t morvex_m_deinterleave2_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1) {
   uint8_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, call_time::deinterleave2_u8::choose(deinterleave2_u8_avx2, deinterleave2_u8_sse42, deinterleave2_u8_plain));
+  return deinterleave<2>(src, total, dst, call_time::deinterleave2::choose(deinterleave2_u8_avx2, deinterleave2_u8_sse42, deinterleave2_u8_plain));
 }
 int32_t morvex_m_deinterleave3_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1, uint8_t* dst2) {
   uint8_t* const dst[] = {dst0, dst1, dst2};
@@ -88,7 +88,7 @@ int32_t morvex_m_deinterleave6_u8(const uint8_t* src, int32_t total, uint8_t* ds
 
 int32_t morvex_m_deinterleave2_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1) {
   uint16_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, call_time::deinterleave::choose(deinterleave2_u16_sse42, deinterleave2_u16_plain));
+  return deinterleave<2>(src, total, dst, call_time::deinterleave2::choose(deinterleave2_u16_avx2, deinterleave2_u16_sse42, deinterleave2_u16_plain));
 }
 int32_t morvex_m_deinterleave3_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1,
                                    uint16_t* dst2) {

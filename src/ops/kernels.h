@@ -95,5 +95,6 @@ MORVEX_DEINTERLEAVE(plain)
 MORVEX_DEINTERLEAVE(sse42)
 #undef MORVEX_DEINTERLEAVE
 void deinterleave2_u8_avx2(const uint8_t* src, uint64_t frames, uint8_t* const* dst);
+void deinterleave2_u16_avx2(const uint16_t* src, uint64_t frames, uint16_t* const* dst);
 
 }  // namespace morvex::ops
