@@ -163,9 +163,14 @@ class Pool {
   void wake_one() {
     // Sequentially consistent order with the sleeper's steps in work(): either
     // the sleeper sees the new queue count before it sleeps, or we see it
-    // counted as a sleeper and wake it.
-    epoch_.fetch_add(1);
-    if (sleepers_.load() != 0) futex(&epoch_, FUTEX_WAKE, 1);
+    // counted as a sleeper, and then its epoch reading is older than the
+    // bump below, so its futex wait returns at once or is woken. With every
+    // worker awake (spinning or running) there is nothing to bump or wake: a
+    // back-to-back hand-off writes one shared word less.
+    if (sleepers_.load() != 0) {
+      epoch_.fetch_add(1);
+      futex(&epoch_, FUTEX_WAKE, 1);
+    }
   }
 
   void work() {
@@ -200,7 +205,9 @@ class Pool {
   std::atomic<uint32_t> epoch_{0};
   std::atomic<uint32_t> sleepers_{0};
   std::atomic<bool> stopping_{false};
-  std::atomic<uint64_t> completed_{0};
+  // Counted by whichever thread runs a task, read only for the status: on a
+  // line of its own, away from the words every hand-off touches.
+  alignas(64) std::atomic<uint64_t> completed_{0};
   std::vector<std::thread> threads_;
 };
 

@@ -47,7 +47,6 @@ struct SplitTask {
   uint64_t first, end;    // loop indices [first, end)
   uint64_t step;
   const void* params;     // the kernel's parameter block, on the caller's stack
-  morvex_tp_task* handle;
 };
 
 namespace detail {
@@ -91,36 +90,46 @@ void split_blocks(uint64_t begin, uint64_t end, uint64_t step, const P& params) 
   const uint64_t n = step == 1 ? length : (length - 1) / step + 1;
   ChunkLayout layout = chunk_layout(n, split_thread_count());
 
-  // Both arrays are reserved before any task exists, so that running out of
+  // The chunk records and task handles live on this stack for the usual
+  // thread counts (a split's hand-off is a few hundred nanoseconds, and two
+  // heap allocations were a fair part of it); beyond kInline chunks they are
+  // reserved on the heap before any task exists, so that running out of
   // memory can only happen while nothing has been handed to the pool yet.
-  std::vector<SplitTask> tasks;
-  std::vector<morvex_tp_task*> handles;
-  try {
-    tasks.reserve(layout.chunks - 1);
-    handles.reserve(layout.chunks - 1);
-  } catch (...) {
-    Block(begin, step, n, params);
-    return;
+  constexpr uint64_t kInline = 16;
+  SplitTask inline_tasks[kInline - 1];
+  morvex_tp_task* inline_handles[kInline - 1];
+  std::vector<SplitTask> heap_tasks;
+  std::vector<morvex_tp_task*> heap_handles;
+  SplitTask* tasks = inline_tasks;
+  morvex_tp_task** handles = inline_handles;
+  if (layout.chunks > kInline) {
+    try {
+      heap_tasks.resize(layout.chunks - 1);
+      heap_handles.resize(layout.chunks - 1);
+    } catch (...) {
+      Block(begin, step, n, params);
+      return;
+    }
+    tasks = heap_tasks.data();
+    handles = heap_handles.data();
   }
+  const uint64_t queued = layout.chunks - 1;
   uint64_t b = 0;
-  for (uint64_t c = 0; c + 1 < layout.chunks; ++c) {
+  for (uint64_t c = 0; c < queued; ++c) {
     uint64_t len = layout.q;
     if (layout.r) {
       ++len;
       --layout.r;
     }
-    tasks.push_back(SplitTask{&begin, b, b + len, step, &params, nullptr});
-    tasks.back().handle = morvex_tp_context_new_task(nullptr, &detail::task_body<P, Block>, &tasks.back());
+    tasks[c] = SplitTask{&begin, b, b + len, step, &params};
+    handles[c] = morvex_tp_context_new_task(nullptr, &detail::task_body<P, Block>, &tasks[c]);
     b += len;
   }
-  detail::run_chunk<P, Block>(SplitTask{&begin, b, n, step, &params, nullptr});
+  detail::run_chunk<P, Block>(SplitTask{&begin, b, n, step, &params});
 
-  if (!tasks.empty()) {
-    for (const SplitTask& t : tasks) handles.push_back(t.handle);
-    morvex_tp_wait(handles.data(), handles.size());
-  }
-  for (const SplitTask& t : tasks)
-    if (t.handle) morvex_tp_task_delete(t.handle);
+  if (queued) morvex_tp_wait(handles, queued);
+  for (uint64_t c = 0; c < queued; ++c)
+    if (handles[c]) morvex_tp_task_delete(handles[c]);
 }
 
 // Walks a block kernel's elements (first, first + step, ..., count of them)

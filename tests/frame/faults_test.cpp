@@ -31,28 +31,36 @@ TEST(Faults, PoolRunsATaskItCannotAllocateOnTheCaller) {
   morvex_tp_fini();
 }
 
-// A Hann window in place over 1000 ones, split eight ways, with the k-th
-// allocation failing (sticky: and all after it) for every allocation the call
-// makes (record array, handle array, seven tasks): a chunk skipped or
-// computed twice changes its weights. (Kept weights would skip the split.)
+// A Hann window in place over 1000 ones, split eight ways (records on the
+// stack, seven tasks) and twenty ways (records and handles on the heap,
+// nineteen tasks), with the k-th allocation failing (sticky: and all after
+// it) for every allocation the call makes: a chunk skipped or computed twice
+// changes its weights. (Kept weights would skip the split.)
 TEST(Faults, SplitComputesEveryElementOnceWhicheverAllocationFails) {
   ASSERT_EQ(morvex_m_init(), 0);
   generate::set_weight_cache_enabled(false);
   std::vector<float> want(1000, 1.0f), got(1000, 1.0f);
   frame::set_split_thread_count(1);
   ASSERT_EQ(morvex_m_window_hanning_f32(want.data(), want.data(), want.size(), 1), 0);
-  frame::set_split_thread_count(8);
-  alloc_fail_arm(0);
-  morvex_m_window_hanning_f32(got.data(), got.data(), got.size(), 1);
-  const uint64_t allocations = alloc_fail_disarm();
-  EXPECT_EQ(allocations, 9u);
-  for (const bool sticky : {false, true}) {
-    for (uint64_t k = 1; k <= allocations; ++k) {
-      got.assign(1000, 1.0f);
-      alloc_fail_arm(k, sticky);
-      EXPECT_EQ(morvex_m_window_hanning_f32(got.data(), got.data(), got.size(), 1), 0);
-      alloc_fail_disarm();
-      EXPECT_EQ(got, want) << "allocation " << k << (sticky ? " and all after it" : "") << " failing";
+  const struct {
+    unsigned threads;
+    uint64_t allocations;
+  } cases[] = {{8, 7}, {20, 21}};
+  for (const auto& c : cases) {
+    frame::set_split_thread_count(c.threads);
+    alloc_fail_arm(0);
+    morvex_m_window_hanning_f32(got.data(), got.data(), got.size(), 1);
+    const uint64_t allocations = alloc_fail_disarm();
+    EXPECT_EQ(allocations, c.allocations) << c.threads << " threads";
+    for (const bool sticky : {false, true}) {
+      for (uint64_t k = 1; k <= allocations; ++k) {
+        got.assign(1000, 1.0f);
+        alloc_fail_arm(k, sticky);
+        EXPECT_EQ(morvex_m_window_hanning_f32(got.data(), got.data(), got.size(), 1), 0);
+        alloc_fail_disarm();
+        EXPECT_EQ(got, want) << c.threads << " threads, allocation " << k << (sticky ? " and all after it" : "")
+                             << " failing";
+      }
     }
   }
   frame::set_split_thread_count(0);
