@@ -97,8 +97,7 @@ struct Ladder {
   X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)          \
   X(minmax_f32,        "minmax_f32",                                                    sse42)                     \
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
-  X(index_gte_u16,     "index_gte_u16 (and the u16 triggers)",                          avx2_fma3, sse42)          \
-  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8, index_gt/lte/lt/in/out u16",     sse42)                     \
+  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 and u16 (and the u8/u16 triggers)", avx2_fma3, sse42)      \
   X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                 \
   X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)         \
   X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                 \

@@ -65,8 +65,9 @@ MORVEX_SEARCH_KERNELS(float, f32, plain)
 MORVEX_SEARCH_KERNELS(double, f64, plain)
 MORVEX_SEARCH_KERNELS(uint8_t, u8, sse42)
 MORVEX_SEARCH_KERNELS(uint16_t, u16, sse42)
+MORVEX_SEARCH_KERNELS(uint8_t, u8, avx2)
+MORVEX_SEARCH_KERNELS(uint16_t, u16, avx2)
 #undef MORVEX_SEARCH_KERNELS
-uint64_t gte_u16_avx2(const uint16_t* x, uint64_t start, uint64_t count, uint16_t level);
 
 // Extreme searches as kernels: *value is the bar; the first index in
 // [start, count) of the best element strictly better than it (NaN never is),

@@ -93,39 +93,27 @@ MORVEX_SEARCH_PLAIN(double, f64)
 #undef MORVEX_SEARCH_PLAIN
 
 // ---------------------------------------------------------------- kernel choice
-// frame/call_time.h: index_u8_u16 (SSE4.2, else plain) and index_gte_u16
-// (AVX2 and FMA3 first).
-#define MORVEX_SEARCH_LEVEL_SSE42(T, S, OP)                                                     \
-  int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                                \
-    return from_position(n, p, [&](uint64_t s) {                                                \
-      return frame::call_time::index_u8_u16::choose(OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, l); \
-    });                                                                                         \
+// frame/call_time.h: index_u8_u16 (AVX2 and FMA3, else SSE4.2, else plain).
+#define MORVEX_SEARCH_LEVEL(T, S, OP)                                                                 \
+  int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                                      \
+    return from_position(n, p, [&](uint64_t s) {                                                      \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx2, OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, l); \
+    });                                                                                               \
   }
-#define MORVEX_SEARCH_BAND_SSE42(T, S, OP)                                                         \
-  int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                              \
-    return from_position(n, p, [&](uint64_t s) {                                                   \
-      return frame::call_time::index_u8_u16::choose(OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, h, l); \
-    });                                                                                            \
+#define MORVEX_SEARCH_BAND(T, S, OP)                                                                  \
+  int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                 \
+    return from_position(n, p, [&](uint64_t s) {                                                      \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx2, OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, h, l); \
+    });                                                                                               \
   }
-MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gte)
-MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, gt)
-MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, lte)
-MORVEX_SEARCH_LEVEL_SSE42(uint8_t, u8, lt)
-MORVEX_SEARCH_BAND_SSE42(uint8_t, u8, in)
-MORVEX_SEARCH_BAND_SSE42(uint8_t, u8, out)
-MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, gt)
-MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, lte)
-MORVEX_SEARCH_LEVEL_SSE42(uint16_t, u16, lt)
-MORVEX_SEARCH_BAND_SSE42(uint16_t, u16, in)
-MORVEX_SEARCH_BAND_SSE42(uint16_t, u16, out)
-#undef MORVEX_SEARCH_LEVEL_SSE42
-#undef MORVEX_SEARCH_BAND_SSE42
-
-int32_t index_gte(const uint16_t* x, uint64_t n, uint16_t l, uint64_t* p) {
-  return from_position(n, p, [&](uint64_t s) {
-    return frame::call_time::index_gte_u16::choose(gte_u16_avx2, gte_u16_sse42, gte_u16_plain)(x, s, n, l);
-  });
-}
+#define MORVEX_SEARCH_ALL(T, S) \
+  MORVEX_SEARCH_LEVEL(T, S, gte) MORVEX_SEARCH_LEVEL(T, S, gt) MORVEX_SEARCH_LEVEL(T, S, lte) \
+  MORVEX_SEARCH_LEVEL(T, S, lt) MORVEX_SEARCH_BAND(T, S, in) MORVEX_SEARCH_BAND(T, S, out)
+MORVEX_SEARCH_ALL(uint8_t, u8)
+MORVEX_SEARCH_ALL(uint16_t, u16)
+#undef MORVEX_SEARCH_ALL
+#undef MORVEX_SEARCH_LEVEL
+#undef MORVEX_SEARCH_BAND
 
 // i16, f32 and f64: plain kernels only.
 #define MORVEX_SEARCH_ONLY_PLAIN(T, S)                                                                   \

@@ -232,16 +232,30 @@ int32_t minmax4(const KernelArgs& a, void (*f)(const T*, uint64_t, T*, T*)) {
 template <class T, int32_t (*F)(const T*, uint64_t, T*, T*)>
 void minmax_export(const T* x, uint64_t n, T* mn, T* mx) { F(x, n, mn, mx); }
 
-// index_gte from four starts (the plain kernel needs one below the count),
-// the level taken from the data so that hits are neither everywhere nor nowhere.
+// Level and band searches: values around mid-scale with rare spikes near
+// full scale and dips near zero (none at all for one seed in eight), so that
+// the hits lie deep inside the vector kernels' groups or nowhere; s[0] and
+// s[1] are a high and a low level that only some spikes and dips reach.
 template <class T>
-int32_t gte4(const KernelArgs& a, int32_t (*e)(const T*, uint64_t, T, uint64_t*), uint64_t (*p)(const T*, uint64_t, uint64_t, T)) {
-  uint64_t r[4] = {0, 1, a.n / 2, a.n - 1};
-  const T level = a.n ? I<T>(a)[a.n * 37 / 100] : T(0);
-  for (uint64_t& pos : r) {
-    if (e) e(I<T>(a), a.n, level, &pos);
-    else pos = pos < a.n ? p(I<T>(a), pos, a.n, level) : a.n;
+void fill_search(void* in, uint64_t count, uint32_t seed, double* s) {
+  T* x = static_cast<T*>(in);
+  std::mt19937 rng(seed);
+  constexpr T top = std::numeric_limits<T>::max(), mid = top / 2;
+  const bool rare = (seed * 2654435761u) >> 29 != 0;
+  for (uint64_t i = 0; i < count; ++i) {
+    const uint32_t r = rng(), v = (r >> 9) % 8;
+    x[i] = rare && r % 512 == 0 ? T(top - v) : rare && r % 512 == 1 ? T(v) : T(mid - 20 + (r >> 9) % 41);
   }
+  s[0] = double(top - 3 - seed % 3);
+  s[1] = double(3 + seed % 3);
+}
+
+// A search from four starts (the plain kernels need one below the count):
+// search(x, n, high, low, position).
+template <class T, class Search>
+int32_t search4(const KernelArgs& a, Search search) {
+  uint64_t r[4] = {0, 1, a.n / 2, a.n - 1};
+  for (uint64_t& pos : r) search(I<T>(a), a.n, T(a.s[0]), T(a.s[1]), pos);
   std::memcpy(a.out, r, sizeof r);
   return 0;
 }
@@ -407,9 +421,19 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
 #define MORVEX_MINMAX_ROW(T, S) \
   row<T>("reduce", "minmax_" #S, MORVEX_CALL(minmax4<T>(a, minmax_export<T, morvex_m_minmax_##S>)), \
          MORVEX_CALL(minmax4<T>(a, reduce::minmax_##S##_plain)), kPointers).extra(4 * sizeof(T))
-#define MORVEX_SEARCH_ROW(T, S) \
-  row<T>("reduce", "index_gte_" #S, MORVEX_CALL(gte4<T>(a, morvex_m_index_gte_##S, nullptr)), \
-         MORVEX_CALL(gte4<T>(a, nullptr, reduce::gte_##S##_plain)), kPointers).extra(32)
+#define MORVEX_SEARCH_ROW(T, S, OP, ...) \
+  row<T>("reduce", "index_" #OP "_" #S, \
+         MORVEX_CALL(search4<T>(a, [](const T* x, uint64_t n, T h, T l, uint64_t& p) { \
+           (void)h; (void)l; morvex_m_index_##OP##_##S(x, n, __VA_ARGS__, &p); })), \
+         MORVEX_CALL(search4<T>(a, [](const T* x, uint64_t n, T h, T l, uint64_t& p) { \
+           (void)h; (void)l; p = p < n ? reduce::OP##_##S##_plain(x, p, n, __VA_ARGS__) : n; })), kPointers, {}, \
+         fill_search<T>).extra(32)
+// Rising levels are searched at the high level, falling ones at the low; the
+// in-band search looks for the spikes above the high level (wrapping x - low
+// with low near the top), the out-of-band one for spikes and dips alike.
+#define MORVEX_SEARCH_ROWS(T, S) \
+  MORVEX_SEARCH_ROW(T, S, gte, h), MORVEX_SEARCH_ROW(T, S, gt, h), MORVEX_SEARCH_ROW(T, S, lte, l), \
+  MORVEX_SEARCH_ROW(T, S, lt, l), MORVEX_SEARCH_ROW(T, S, in, T(~T(0)), h), MORVEX_SEARCH_ROW(T, S, out, h, l)
 // Lengths: past two groups of the widest kernel, and three chunks.
 #define MORVEX_EXTREME_ROW(T, S) \
   row<T>("reduce", "index_max_min_" #S, MORVEX_CALL(extremes<T>(a, false)), MORVEX_CALL(extremes<T>(a, true)), kPointers, {}, \
@@ -492,7 +516,7 @@ inline const std::vector<KernelRow>& kernel_rows() {
       MORVEX_COMPLEX_ROW(atan2, double, c64f64, carg),
       // ---- reduce
       MORVEX_MINMAX_ROW(int16_t, i16), MORVEX_MINMAX_ROW(uint8_t, u8), MORVEX_MINMAX_ROW(uint16_t, u16),
-      MORVEX_MINMAX_ROW(float, f32), MORVEX_MINMAX_ROW(double, f64), MORVEX_SEARCH_ROW(uint8_t, u8), MORVEX_SEARCH_ROW(uint16_t, u16),
+      MORVEX_MINMAX_ROW(float, f32), MORVEX_MINMAX_ROW(double, f64), MORVEX_SEARCH_ROWS(uint8_t, u8), MORVEX_SEARCH_ROWS(uint16_t, u16),
       MORVEX_EXTREME_ROW(int16_t, i16), MORVEX_EXTREME_ROW(uint8_t, u8), MORVEX_EXTREME_ROW(uint16_t, u16),
       MORVEX_EXTREME_ROW(float, f32), MORVEX_EXTREME_ROW(double, f64),
       // ---- generate: the cosine of the windows and waveforms is std::cos's, bit for bit
