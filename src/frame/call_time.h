@@ -91,13 +91,13 @@ struct Ladder {
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)               \
   X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512, avx2_fma3)         \
   X(deinterleave2,     "deinterleave2_u8 deinterleave2_u16",                            avx2_fma3, sse42)          \
-  X(deinterleave,      "deinterleave3_u8 deinterleave4_u8 deinterleave3_u16 deinterleave4_u16", sse42)           \
+  X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                     \
   X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)         \
   X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                \
   X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)          \
   X(minmax_f32,        "minmax_f32",                                                    sse42)                     \
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
-  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 and u16 (and the u8/u16 triggers)", avx2_fma3, sse42)      \
+  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx2_fma3, sse42)          \
   X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                 \
   X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)         \
   X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                 \
