@@ -14,9 +14,9 @@
 
 #include <array>
 
+#include "ops/deinterleave_simd.h"
 #include "ops/elements.h"
 #include "ops/kernels.h"
-#include "ops/stream.h"
 
 namespace morvex::ops {
 
@@ -57,30 +57,17 @@ void shuffle_frames(const T* src, uint64_t frames, T* const* dst) {
   deinterleave_frames(src, f, frames, N, dst);
 }
 
-// Two channels: records beyond the caches are written with streaming stores.
-template <class T, class Split>
-void two_channels(const T* src, uint64_t frames, T* const* dst, Split split) {
-  constexpr uint64_t kFrames = 16 / sizeof(T);
-  const uint64_t done = simd::with_streaming<16>(
-      dst, 2, frames, [&](uint64_t head) { deinterleave_frames(src, 0, head, 2, dst); },
-      [&]<bool Stream>(uint64_t f) {
-        for (; f + kFrames <= frames; f += kFrames) {
-          const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * f));
-          const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * f + kFrames));
-          __m128i even, odd;
-          split(a, b, even, odd);
-          simd::store<Stream>(dst[0] + f, even);
-          simd::store<Stream>(dst[1] + f, odd);
-        }
-        return f;
-      });
-  deinterleave_frames(src, done, frames, 2, dst);
-}
+struct Sse42 {
+  using V = __m128i;
+  static constexpr uint64_t kBytes = 16;
+  static V load(const void* p) { return _mm_loadu_si128(static_cast<const V*>(p)); }
+  static V order(V v) { return v; }
+};
 
 }  // namespace
 
 void deinterleave2_u8_sse42(const uint8_t* src, uint64_t frames, uint8_t* const* dst) {
-  two_channels(src, frames, dst, [](__m128i a, __m128i b, __m128i& even, __m128i& odd) {
+  two_channels<Sse42>(src, frames, dst, [](__m128i a, __m128i b, __m128i& even, __m128i& odd) {
     const __m128i low = _mm_set1_epi16(0x00FF);
     even = _mm_packus_epi16(_mm_and_si128(a, low), _mm_and_si128(b, low));
     odd = _mm_packus_epi16(_mm_srli_epi16(a, 8), _mm_srli_epi16(b, 8));
@@ -88,7 +75,7 @@ void deinterleave2_u8_sse42(const uint8_t* src, uint64_t frames, uint8_t* const*
 }
 
 void deinterleave2_u16_sse42(const uint16_t* src, uint64_t frames, uint16_t* const* dst) {
-  two_channels(src, frames, dst, [](__m128i a, __m128i b, __m128i& even, __m128i& odd) {
+  two_channels<Sse42>(src, frames, dst, [](__m128i a, __m128i b, __m128i& even, __m128i& odd) {
     const __m128i low = _mm_set1_epi32(0xFFFF);
     even = _mm_packus_epi32(_mm_and_si128(a, low), _mm_and_si128(b, low));
     odd = _mm_packus_epi32(_mm_srli_epi32(a, 16), _mm_srli_epi32(b, 16));

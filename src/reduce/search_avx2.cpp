@@ -47,19 +47,7 @@ struct U16x16 : Base256 {
 
 }  // namespace
 
-#define MORVEX_SEARCH_AVX2(T, S, OPS)                                                                  \
-  uint64_t gte_##S##_avx2(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gte(x, s, n, l); } \
-  uint64_t gt_##S##_avx2(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gt(x, s, n, l); }   \
-  uint64_t lte_##S##_avx2(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lte(x, s, n, l); } \
-  uint64_t lt_##S##_avx2(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lt(x, s, n, l); }   \
-  uint64_t in_##S##_avx2(const T* x, uint64_t s, uint64_t n, T h, T l) {                              \
-    return Search<OPS>::in(x, s, n, h, l);                                                             \
-  }                                                                                                    \
-  uint64_t out_##S##_avx2(const T* x, uint64_t s, uint64_t n, T h, T l) {                             \
-    return Search<OPS>::out(x, s, n, h, l);                                                            \
-  }
-MORVEX_SEARCH_AVX2(uint8_t, u8, U8x32)
-MORVEX_SEARCH_AVX2(uint16_t, u16, U16x16)
-#undef MORVEX_SEARCH_AVX2
+MORVEX_SEARCH_DEFINE(uint8_t, u8, avx2, U8x32)
+MORVEX_SEARCH_DEFINE(uint16_t, u16, avx2, U16x16)
 
 }  // namespace morvex::reduce

@@ -136,3 +136,13 @@ struct Search {
 
 }  // namespace
 }  // namespace morvex::reduce
+
+// The six kernels of one element type for one instruction set, as kernels.h
+// declares them: gte_u8_sse42 and so on, over the lane traits OPS.
+#define MORVEX_SEARCH_DEFINE(T, S, ISA, OPS)                                                                 \
+  uint64_t gte_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gte(x, s, n, l); } \
+  uint64_t gt_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gt(x, s, n, l); }   \
+  uint64_t lte_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lte(x, s, n, l); } \
+  uint64_t lt_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lt(x, s, n, l); }   \
+  uint64_t in_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T h, T l) { return Search<OPS>::in(x, s, n, h, l); } \
+  uint64_t out_##S##_##ISA(const T* x, uint64_t s, uint64_t n, T h, T l) { return Search<OPS>::out(x, s, n, h, l); }

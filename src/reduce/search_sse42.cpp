@@ -47,19 +47,7 @@ struct U16 : Base128 {
 
 }  // namespace
 
-#define MORVEX_SEARCH_SSE42(T, S, OPS)                                                                 \
-  uint64_t gte_##S##_sse42(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gte(x, s, n, l); } \
-  uint64_t gt_##S##_sse42(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::gt(x, s, n, l); }   \
-  uint64_t lte_##S##_sse42(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lte(x, s, n, l); } \
-  uint64_t lt_##S##_sse42(const T* x, uint64_t s, uint64_t n, T l) { return Search<OPS>::lt(x, s, n, l); }   \
-  uint64_t in_##S##_sse42(const T* x, uint64_t s, uint64_t n, T h, T l) {                              \
-    return Search<OPS>::in(x, s, n, h, l);                                                             \
-  }                                                                                                    \
-  uint64_t out_##S##_sse42(const T* x, uint64_t s, uint64_t n, T h, T l) {                             \
-    return Search<OPS>::out(x, s, n, h, l);                                                            \
-  }
-MORVEX_SEARCH_SSE42(uint8_t, u8, U8)
-MORVEX_SEARCH_SSE42(uint16_t, u16, U16)
-#undef MORVEX_SEARCH_SSE42
+MORVEX_SEARCH_DEFINE(uint8_t, u8, sse42, U8)
+MORVEX_SEARCH_DEFINE(uint16_t, u16, sse42, U16)
 
 }  // namespace morvex::reduce
