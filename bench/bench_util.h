@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -57,21 +58,36 @@ class ConfigScope {
 // (transparent huge pages in "madvise" mode), a record benchmark without them
 // measures page-walk misses rather than the kernel, and the peer comparison
 // would be skewed.
+//
+// Where arrays lie relative to each other moves an in-cache kernel's time by
+// up to a quarter on the reference machine (a load can wait on a store to an
+// address 4 KiB away), for our kernels and the peers' alike. Left to malloc,
+// the placement depends on what was allocated before, so a kernel and its
+// peer could be timed on different placements and their ratio would measure
+// the heap. Every array therefore starts on a page boundary, moved on by
+// kStagger bytes for each array already alive: the benchmarks of one shape
+// (ours, the peer's, the floor) allocate their arrays in the same order and
+// all get the same placement, from run to run.
+inline std::atomic<unsigned> arrays_alive{0};
+
 template <class T>
 class Array {
  public:
   explicit Array(size_t n) : n_(n) {
-    const size_t bytes = ((n * sizeof(T)) + 63) / 64 * 64 + 64;
-    constexpr size_t kHuge = size_t(2) << 20;
-    if (bytes >= 4 * kHuge) {
-      p_ = static_cast<T*>(std::aligned_alloc(kHuge, (bytes + kHuge - 1) / kHuge * kHuge));
-      madvise(p_, (bytes + kHuge - 1) / kHuge * kHuge, MADV_HUGEPAGE);
-    } else {
-      p_ = static_cast<T*>(std::aligned_alloc(64, bytes));
-    }
+    constexpr size_t kPage = 4096, kStagger = 320, kHuge = size_t(2) << 20;
+    const size_t offset = arrays_alive.fetch_add(1) * kStagger % kPage;
+    const size_t bytes = offset + ((n * sizeof(T)) + 63) / 64 * 64 + 64;
+    const size_t align = bytes >= 4 * kHuge ? kHuge : kPage;
+    const size_t rounded = (bytes + align - 1) / align * align;
+    base_ = std::aligned_alloc(align, rounded);
+    if (align == kHuge) madvise(base_, rounded, MADV_HUGEPAGE);
+    p_ = reinterpret_cast<T*>(static_cast<unsigned char*>(base_) + offset);
     std::memset(static_cast<void*>(p_), 0, n * sizeof(T));
   }
-  ~Array() { std::free(p_); }
+  ~Array() {
+    std::free(base_);
+    arrays_alive.fetch_sub(1);
+  }
   Array(const Array&) = delete;
   Array& operator=(const Array&) = delete;
   T* data() { return p_; }
@@ -80,6 +96,7 @@ class Array {
 
  private:
   size_t n_;
+  void* base_;
   T* p_;
 };
 

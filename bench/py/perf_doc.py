@@ -21,8 +21,11 @@ import sys
 
 import peers
 
-BENCH_ARGS = ["--benchmark_min_time=0.2", "--benchmark_repetitions=3", "--benchmark_report_aggregates_only=true",
-              "--benchmark_format=json"]
+# Repetitions interleaved at random with every other benchmark's: a kernel and
+# its peer or floor are then timed across the same stretch of the run, not
+# minutes apart, which on a shared machine is what keeps their ratio steady.
+BENCH_ARGS = ["--benchmark_min_time=0.1", "--benchmark_repetitions=5", "--benchmark_enable_random_interleaving=true",
+              "--benchmark_report_aggregates_only=true", "--benchmark_format=json"]
 ALL_SIZES = (64, 4096, 16777216)
 GEN_SIZES = (4096, 1048576)
 BLOCKPATH_SIZES = (4096, 1048576)
@@ -308,13 +311,15 @@ def main():
         "# Performance",
         "",
         "Every figure below comes from one run of `morvex-bench` (Google Benchmark) and of the numpy and",
-        "scipy peers, on one machine, in one session. Times are medians of three repetitions, processor",
-        "time per call for work on the calling thread and real time where the task pool or a second",
-        "thread takes part. In a cell, `time (ratio)` is the reference's time and the reference's time",
-        "over ours: above 1 we are faster. Against a byte floor (the fastest loop that moves the same",
-        "bytes, with streaming stores out of cache) 1 means the kernel runs at the memory's speed; against",
-        "a peer library, at the peer's. The machine is shared: absolute times move from run to run by",
-        "10-20%, the ratios much less.",
+        "scipy peers, on one machine, in one session. Times are medians of five repetitions, each",
+        "interleaved at random with the other benchmarks' (so a kernel and its references are timed over",
+        "the same stretch of the run), processor time per call for work on the calling thread and real",
+        "time where the task pool or a second thread takes part; every array starts at the same place",
+        "relative to a page for ours and the references. In a cell, `time (ratio)` is the reference's",
+        "time and the reference's time over ours: above 1 we are faster. Against a byte floor (the",
+        "fastest loop that moves the same bytes, with streaming stores out of cache) 1 means the kernel",
+        "runs at the memory's speed; against a peer library, at the peer's. The machine is shared:",
+        "absolute times move from run to run by 10-20%, the ratios much less.",
         "",
         f"- Machine: {model}, {ctx['num_cpus']} logical processors, "
         + ", ".join(f"L{c['level']} {c['size'] // 1024} KiB" for c in ctx["caches"] if c["type"] != "Instruction"),
