@@ -7,6 +7,7 @@
 
 #include <complex>
 #include <cstdint>
+#include <typeinfo>
 
 namespace morvex::dft {
 
@@ -29,6 +30,12 @@ class AbstractDFT {
   int32_t input_alignment() const { return input_alignment_; }
   int32_t output_alignment() const { return output_alignment_; }
 
+  // The interface that the plan exports' run-time type cast last found this
+  // plan to have, or null (plan.cpp): a plan's type never changes, so the
+  // cast is made once per plan and interface.
+  const std::type_info* cast_found() const { return cast_found_; }
+  void remember_cast(const std::type_info* interface) { cast_found_ = interface; }
+
   AbstractDFT(const AbstractDFT&) = delete;
   AbstractDFT& operator=(const AbstractDFT&) = delete;
 
@@ -39,6 +46,9 @@ class AbstractDFT {
   int32_t input_alignment_;  // recorded at creation; 0 unless a backend sets it
   uint64_t output_count;     // n/2+1 bins (forward) or n real samples (inverse)
   int32_t output_alignment_;
+
+ private:
+  const std::type_info* cast_found_ = nullptr;
 };
 
 // Checks the lengths of a real transform of n samples with `bins` complex

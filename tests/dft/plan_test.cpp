@@ -122,6 +122,10 @@ void expect_execute_checks() {
   for (int32_t st : invalid) EXPECT_EQ(st, MORVEX_M_INVALID_PLAN);
   // The plans still work, and either destroy export releases either direction.
   EXPECT_EQ(Api<T>::execute(fwd, x.data(), n, c(X.data()), bins), 0); EXPECT_EQ(X[0], std::complex<T>(T(16), T(0)));
+  // A plan that has run still refuses the other interfaces.
+  ASSERT_EQ(Api<U>::execute(other, xu.data(), n, c(Xu.data()), bins), 0);
+  EXPECT_EQ(Api<T>::iexecute(fwd, c(Y.data()), n, y.data(), bins), MORVEX_M_INVALID_PLAN);
+  EXPECT_EQ(Api<T>::execute(other, x.data(), n, c(X.data()), bins), MORVEX_M_INVALID_PLAN);
   morvex_m_idft_plan_destroy(fwd), morvex_m_dft_plan_destroy(inv), morvex_m_dft_plan_destroy(other);
   morvex_m_dft_plan_destroy(nullptr), morvex_m_idft_plan_destroy(nullptr);
 }
