@@ -73,7 +73,8 @@ FAMILIES = [
         title="Conversions",
         text="Raw samples to floating point with scale and offset, and between the float types, against "
         "VOLK's conversions (its integer ones divide by a scale and add no offset, its float ones neither "
-        "scale nor offset: the nearest peers), the byte floor and the plain loop.",
+        "scale nor offset: the nearest peers), the byte floor and the plain loop. The \"scale only\" rows "
+        "convert signed codes with an offset of zero, VOLK's own operation.",
         sizes=ALL_SIZES, columns=["VOLK", "byte floor", "plain loop"],
         rows=[
             (f"convert_{k}", f"BM_convert_{k}/{{n}}/0",
@@ -83,6 +84,8 @@ FAMILIES = [
                 ("i8f32", "BM_volk_8i_s32f_convert_32f/{n}", "1_4"),
                 ("u16f32", "BM_volk_16i_s32f_convert_32f/{n}", "2_4"),
                 ("i16f32", "BM_volk_16i_s32f_convert_32f/{n}", "2_4"),
+                ("i8f32_scale", "BM_volk_8i_s32f_convert_32f/{n}", "1_4"),
+                ("i16f32_scale", "BM_volk_16i_s32f_convert_32f/{n}", "2_4"),
                 ("u8f64", None, "1_8"),
                 ("i8f64", None, "1_8"),
                 ("i16f64", None, "2_8"),

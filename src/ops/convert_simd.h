@@ -17,7 +17,8 @@
 //   narrow(const double*, D s, D o) for f64 -> f32: a float vector (F or one
 //     of half its width) from as many doubles as it has lanes, with store and
 //     stream for that vector too
-//   set1, madd (mul+add or fused), store, stream for F and D
+//   set1, madd (mul+add or fused), store, stream for F and D; the traits of
+//     the wide paths also mul
 //
 // Integers up to 16 bits fit any float exactly, so their conversion cannot
 // round; wider ones round once, as the scalar conversion does. Every element,
@@ -28,6 +29,8 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstring>
+#include <limits>
 
 #include "ops/elements.h"
 #include "ops/stream.h"
@@ -115,6 +118,31 @@ inline void convert(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
   convert_with<V>(in, out, n, [&](const TI* p) { return V::madd(V::widen(p, TO{}), s, o); });
 }
 
+// Whether TO(x) * scale + offset is TO(x) * scale itself for every integer x:
+// with an offset of +0 and a scale of at least the smallest normal number
+// (or +infinity), the product is +0 for x = 0 and at least the scale in
+// magnitude otherwise, so never -0 (which adding +0 would turn into +0) and
+// never flushed to zero, in any rounding mode. Signed raw samples are
+// usually calibrated so, and the multiply alone saves one vector operation
+// in four or five.
+template <class TO>
+inline bool offset_adds_nothing(TO scale, TO offset) {
+  const TO zero{};
+  return std::memcmp(&offset, &zero, sizeof offset) == 0 && scale >= std::numeric_limits<TO>::min();
+}
+
+// The integer conversions of the wide paths: a multiply then an add, or the
+// multiply alone where the add cannot change a bit.
+template <class V, class TI, class TO>
+inline void convert_integers(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
+  if (offset_adds_nothing(scale, offset)) {
+    const auto s = V::set1(scale);
+    convert_with<V>(in, out, n, [&](const TI* p) { return V::mul(V::widen(p, TO{}), s); });
+  } else {
+    convert<V>(in, out, n, scale, offset);
+  }
+}
+
 // f64 -> f32: formed in double and rounded once at the end, as the plain
 // kernel does; V::narrow(p, s, o) gives one float vector from as many doubles.
 template <class V>
@@ -164,10 +192,10 @@ struct Avx256 {
 // type whose madd multiplies then adds (two roundings, as the plain loop).
 #define MORVEX_CONVERT_EXACT_PAIR(ISA, V, TI, SI)                                                       \
   void convert_##SI##f32_##ISA(const TI* in, float* out, uint64_t n, float scale, float offset) {      \
-    simd::convert<V>(in, out, n, scale, offset);                                                       \
+    simd::convert_integers<V>(in, out, n, scale, offset);                                              \
   }                                                                                                    \
   void convert_##SI##f64_##ISA(const TI* in, double* out, uint64_t n, double scale, double offset) {   \
-    simd::convert<V>(in, out, n, scale, offset);                                                       \
+    simd::convert_integers<V>(in, out, n, scale, offset);                                              \
   }
 #define MORVEX_CONVERT_EXACT_INSTANTIATE(ISA, V)                                                        \
   MORVEX_CONVERT_EXACT_PAIR(ISA, V, int8_t, i8)                                                        \

@@ -352,11 +352,26 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
     return morvex_m_deinterleave##N##_##S(I<T>(a), int32_t(a.n), __VA_ARGS__);                                       \
   }())), MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<T>(a)[i % N * ((a.n + N - 1) / N) + i / N] = I<T>(a)[i]; }())), \
   FLAGS).extra(N * sizeof(T)).lengths(320 / sizeof(T), N * (((8u << 20) / (N * sizeof(T)) / 64 + 1) * (64 / sizeof(T))))
+// The integer conversions' calibrations, one per seed in turn: an offset,
+// and an offset of zero where the add may be left out (a normal positive
+// scale, the smallest one, infinity) and where it may not (-0, a negative
+// or subnormal scale: -0 products and flushed ones).
+template <class TI, class TO>
+void fill_calibrated(void* in, uint64_t count, uint32_t seed, double* s) {
+  using L = std::numeric_limits<TO>;
+  const double kinds[][2] = {{0.1, 3.0}, {0.1, 0.0}, {double(L::min()), 0.0}, {double(L::infinity()), 0.0},
+                             {0.1, -0.0}, {-0.1, 0.0}, {double(L::denorm_min()) * 3, 0.0}};
+  fill_random(static_cast<TI*>(in), count, seed);
+  s[0] = kinds[seed % 7][0], s[1] = kinds[seed % 7][1];
+}
 #define MORVEX_CONVERT_ROWS(TI, SI, FLAGS)                                                                           \
-  row<TI, float>("ops", "convert_" #SI "f32", MORVEX_CALL(morvex_m_convert_##SI##f32(I<TI>(a), O<float>(a), a.n, 0.1f, 3.0f)), \
-                 MORVEX_EACH(TI, float, float(x) * 0.1f + 3.0f), FLAGS),                                             \
-  row<TI, double>("ops", "convert_" #SI "f64", MORVEX_CALL(morvex_m_convert_##SI##f64(I<TI>(a), O<double>(a), a.n, 0.1, 3.0)), \
-                  MORVEX_EACH(TI, double, double(x) * 0.1 + 3.0), FLAGS)
+  row<TI, float>("ops", "convert_" #SI "f32",                                                                        \
+                 MORVEX_CALL(morvex_m_convert_##SI##f32(I<TI>(a), O<float>(a), a.n, float(a.s[0]), float(a.s[1]))),  \
+                 MORVEX_EACH(TI, float, float(x) * float(a.s[0]) + float(a.s[1])), FLAGS, {},                        \
+                 fill_calibrated<TI, float>),                                                                        \
+  row<TI, double>("ops", "convert_" #SI "f64",                                                                       \
+                  MORVEX_CALL(morvex_m_convert_##SI##f64(I<TI>(a), O<double>(a), a.n, a.s[0], a.s[1])),             \
+                  MORVEX_EACH(TI, double, double(x) * a.s[0] + a.s[1]), FLAGS, {}, fill_calibrated<TI, double>)
 // The conversions with a wide path chosen at call time. Only i8 may share its
 // storage with the output: other pairs of types may not alias, so the plain
 // loop itself has no defined result in place.
