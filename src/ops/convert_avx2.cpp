@@ -53,6 +53,8 @@ struct Avx2Exact : simd::Avx256 {
     return _mm256_add_pd(_mm256_cvtepi32_pd(x), _mm256_set1_pd(2147483648.0));
   }
   static __m256d widen(const float* p, double) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
+  static __m256 fmadd(__m256 x, __m256 s, __m256 o) { return _mm256_fmadd_ps(x, s, o); }
+  static __m256d fmadd(__m256d x, __m256d s, __m256d o) { return _mm256_fmadd_pd(x, s, o); }
   static __m256 mul(__m256 x, __m256 s) { return _mm256_mul_ps(x, s); }
   static __m256d mul(__m256d x, __m256d s) { return _mm256_mul_pd(x, s); }
   static __m256 madd(__m256 x, __m256 s, __m256 o) { return _mm256_add_ps(_mm256_mul_ps(x, s), o); }

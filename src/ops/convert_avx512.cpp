@@ -61,6 +61,8 @@ struct Avx512Exact : Avx512 {
   static __m512d widen(const int32_t* p, double) { return _mm512_cvtepi32_pd(load256(p)); }
   static __m512d widen(const uint32_t* p, double) { return _mm512_cvtepu32_pd(load256(p)); }
   static __m512d widen(const float* p, double) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
+  static __m512 fmadd(__m512 x, __m512 s, __m512 o) { return _mm512_fmadd_ps(x, s, o); }
+  static __m512d fmadd(__m512d x, __m512d s, __m512d o) { return _mm512_fmadd_pd(x, s, o); }
   static __m512 mul(__m512 x, __m512 s) { return _mm512_mul_ps(x, s); }
   static __m512d mul(__m512d x, __m512d s) { return _mm512_mul_pd(x, s); }
   static __m512 madd(__m512 x, __m512 s, __m512 o) { return _mm512_add_ps(_mm512_mul_ps(x, s), o); }

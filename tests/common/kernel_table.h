@@ -22,6 +22,7 @@
 // A new kernel gets its test and its benchmark from one line in kernel_rows().
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -355,14 +356,28 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
 // The integer conversions' calibrations, one per seed in turn: an offset,
 // and an offset of zero where the add may be left out (a normal positive
 // scale, the smallest one, infinity) and where it may not (-0, a negative
-// or subnormal scale: -0 products and flushed ones).
+// or subnormal scale: -0 products and flushed ones); then scales whose
+// significand is all ones, as long as keeps every product exact and one bit
+// longer (a fused multiply-add gives the same bits only for the first), and
+// an exact negative one.
 template <class TI, class TO>
 void fill_calibrated(void* in, uint64_t count, uint32_t seed, double* s) {
   using L = std::numeric_limits<TO>;
-  const double kinds[][2] = {{0.1, 3.0}, {0.1, 0.0}, {double(L::min()), 0.0}, {double(L::infinity()), 0.0},
-                             {0.1, -0.0}, {-0.1, 0.0}, {double(L::denorm_min()) * 3, 0.0}};
+  const int k = std::max(1, L::digits - std::min(std::numeric_limits<TI>::digits, L::digits));  // bits a scale may have
+  auto scale_of_bits = [](int bits) { return (std::ldexp(1.0, bits) - 1) * std::ldexp(1.0, -bits - 6); };
+  const double kinds[][2] = {{0.1, 3.0},
+                             {0.1, 0.0},
+                             {double(L::min()), 0.0},
+                             {double(L::infinity()), 0.0},
+                             {0.1, -0.0},
+                             {-0.1, 0.0},
+                             {double(L::denorm_min()) * 3, 0.0},
+                             {scale_of_bits(k), -0.7},
+                             {scale_of_bits(k + 1), -0.7},
+                             {-scale_of_bits(k), 0.0}};
   fill_random(static_cast<TI*>(in), count, seed);
-  s[0] = kinds[seed % 7][0], s[1] = kinds[seed % 7][1];
+  // (the harness's seeds step by five with the length)
+  s[0] = kinds[seed / 5 % 10][0], s[1] = kinds[seed / 5 % 10][1];
 }
 #define MORVEX_CONVERT_ROWS(TI, SI, FLAGS)                                                                           \
   row<TI, float>("ops", "convert_" #SI "f32",                                                                        \
