@@ -353,7 +353,7 @@ void fill_cascade(void* in, uint64_t count, uint32_t seed, double* s) {
     return morvex_m_deinterleave##N##_##S(I<T>(a), int32_t(a.n), __VA_ARGS__);                                       \
   }())), MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) O<T>(a)[i % N * ((a.n + N - 1) / N) + i / N] = I<T>(a)[i]; }())), \
   FLAGS).extra(N * sizeof(T)).lengths(320 / sizeof(T), N * (((8u << 20) / (N * sizeof(T)) / 64 + 1) * (64 / sizeof(T))))
-// The integer conversions' calibrations, one per seed in turn: an offset,
+// The integer conversions' calibrations, one per length in turn: an offset,
 // and an offset of zero where the add may be left out (a normal positive
 // scale, the smallest one, infinity) and where it may not (-0, a negative
 // or subnormal scale: -0 products and flushed ones); then scales whose
