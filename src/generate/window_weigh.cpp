@@ -2,7 +2,7 @@
 // Kept window multipliers: the plain kernel and the call-time choice.
 #include "generate/window_weigh.h"
 
-#include "frame/flags.h"
+#include "frame/call_time.h"
 #include "ops/overlap.h"
 
 namespace morvex::generate {
@@ -24,21 +24,26 @@ namespace {
 // The vector kernels load a group of inputs before storing the group: fine
 // in place, not when out trails in by less than a group.
 template <class T>
-void weigh_any(const double* ws, const T* in, T* out, std::size_t n) {
-  using namespace weigh_detail;
-  if (out != in && !ops::disjoint(out, in, n))
-    weigh_plain(ws, in, out, n);
-  else if (frame::use_avx512())
-    weigh_avx512(ws, in, out, n);
-  else if (frame::use_avx())
-    weigh_avx(ws, in, out, n);
-  else
-    weigh_plain(ws, in, out, n);
+bool vector_safe(const T* in, const T* out, std::size_t n) {
+  return out == in || ops::disjoint(out, in, n);
 }
 
 }  // namespace
 
-void weigh_kept(const double* ws, const float* in, float* out, std::size_t n) { weigh_any(ws, in, out, n); }
-void weigh_kept(const double* ws, const double* in, double* out, std::size_t n) { weigh_any(ws, in, out, n); }
+void weigh_kept(const double* ws, const float* in, float* out, std::size_t n) {
+  using namespace weigh_detail;
+  if (!vector_safe(in, out, n)) return weigh_plain(ws, in, out, n);
+  using Kernel = void (*)(const double*, const float*, float*, std::size_t);
+  const Kernel avx = weigh_avx, plain = weigh_plain;
+  frame::call_time::window_kept_f32::choose(avx, plain)(ws, in, out, n);
+}
+
+void weigh_kept(const double* ws, const double* in, double* out, std::size_t n) {
+  using namespace weigh_detail;
+  if (!vector_safe(in, out, n)) return weigh_plain(ws, in, out, n);
+  using Kernel = void (*)(const double*, const double*, double*, std::size_t);
+  const Kernel avx512 = weigh_avx512, avx = weigh_avx, plain = weigh_plain;
+  frame::call_time::window_kept_f64::choose(avx512, avx, plain)(ws, in, out, n);
+}
 
 }  // namespace morvex::generate

@@ -20,7 +20,6 @@ void weigh_plain(const double* ws, const float* in, float* out, std::size_t n);
 void weigh_plain(const double* ws, const double* in, double* out, std::size_t n);
 void weigh_avx(const double* ws, const float* in, float* out, std::size_t n);
 void weigh_avx(const double* ws, const double* in, double* out, std::size_t n);
-void weigh_avx512(const double* ws, const float* in, float* out, std::size_t n);
 void weigh_avx512(const double* ws, const double* in, double* out, std::size_t n);
 }  // namespace weigh_detail
 
