@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Kept window multipliers applied eight elements at a time (AVX-512F), f64
 // only: the f32 multiply runs faster in 256-bit vectors (frame/call_time.h).
-// GCC 12's AVX-512 conversions fill their unused pass-through operand with a
-// deliberately uninitialised value, which -Wmaybe-uninitialized reports;
-// nothing reads it.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
 
 #include "generate/window_weigh.h"
