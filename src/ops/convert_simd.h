@@ -159,14 +159,13 @@ inline bool products_exact(TO scale) {
 // cannot change a bit, a fused multiply-add where the product is exact.
 template <class V, class TI, class TO>
 inline void convert_integers(const TI* in, TO* out, uint64_t n, TO scale, TO offset) {
+  const bool multiply_only = offset_adds_nothing(scale, offset);
+  if (!multiply_only && !products_exact<TI>(scale)) return convert<V>(in, out, n, scale, offset);
   const auto s = V::set1(scale), o = V::set1(offset);
-  if (offset_adds_nothing(scale, offset)) {
+  if (multiply_only)
     convert_with<V>(in, out, n, [&](const TI* p) { return V::mul(V::widen(p, TO{}), s); });
-  } else if (products_exact<TI>(scale)) {
+  else
     convert_with<V>(in, out, n, [&](const TI* p) { return V::fmadd(V::widen(p, TO{}), s, o); });
-  } else {
-    convert_with<V>(in, out, n, [&](const TI* p) { return V::madd(V::widen(p, TO{}), s, o); });
-  }
 }
 
 // f64 -> f32: formed in double and rounded once at the end, as the plain
