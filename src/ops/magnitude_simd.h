@@ -48,8 +48,22 @@
 // 2^-126 when the caller runs with flush-to-zero, which costs t at most
 // 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Infinities and NaNs give
 // NaN in t2 and fail rl == rh on their own; s >= 2^-72 (an unsigned compare
-// of the bits, as s is never negative) is one more compare. A group with a failing lane is done by the baseline kernel
-// (double square root, cabsf for non-finite results), exact for every input.
+// of the bits, as s is never negative) is one more compare. A group with a
+// failing lane is done by the baseline kernel (double square root, cabsf for
+// non-finite results), exact for every input.
+//
+// Where the time goes, on the reference machine (512-bit operations issued as
+// two 256-bit halves): a group of 16 lanes takes about 15.5 cycles. Its
+// square root alone issues once per 10 cycles on the divider, which is all a
+// loop of single-precision roots costs. Here the eight multiplies and fused
+// multiply-adds, the reciprocal estimate (it holds a multiply pipe for a
+// whole cycle, as a multiply does) and the compares keep the two multiply
+// pipes busy for about 10 cycles, and the root steals some of their issue
+// slots. Variants measured the same or slower: the bracket's multipliers made
+// from the estimate by integer adds (one multiply fewer), the estimate taken
+// from s rather than c, integer compares, two-source permutes instead of the
+// shuffles and the final permute, four groups per test, and a root from the
+// reciprocal square root estimate and a Newton step instead of the divider.
 #pragma once
 
 #include <immintrin.h>
