@@ -53,17 +53,17 @@
 // non-finite results), exact for every input.
 //
 // Where the time goes, on the reference machine (512-bit operations issued as
-// two 256-bit halves): a group of 16 lanes takes about 15.5 cycles. Its
-// square root alone issues once per 10 cycles on the divider, which is all a
-// loop of single-precision roots costs. Here the eight multiplies and fused
-// multiply-adds, the reciprocal estimate (it holds a multiply pipe for a
-// whole cycle, as a multiply does) and the compares keep the two multiply
-// pipes busy for about 10 cycles, and the root steals some of their issue
-// slots. Variants measured the same or slower: the bracket's multipliers made
-// from the estimate by integer adds (one multiply fewer), the estimate taken
-// from s rather than c, integer compares, two-source permutes instead of the
-// shuffles and the final permute, four groups per test, and a root from the
-// reciprocal square root estimate and a Newton step instead of the divider.
+// two 256-bit halves): a group of 16 lanes takes about 15.5 cycles. Its 24
+// vector operations, the integer and mask ones included, issue at about one
+// and a half per cycle: taking any one of them out saves about 0.7 cycles,
+// the reciprocal estimate 1.5. The square root alone issues once per 10
+// cycles, which is all a loop of single-precision roots costs. Variants that
+// trade operations for others measured the same or slower: the bracket's
+// multipliers made from the estimate by integer adds, the estimate taken from
+// s rather than c, integer compares, two-source permutes instead of the
+// shuffles and the final permute, four groups per test, the test made in the
+// squared domain (D against c*u, both from c's bits by integer operations),
+// and a root from the reciprocal square root estimate and a Newton step.
 #pragma once
 
 #include <immintrin.h>
