@@ -24,7 +24,8 @@ extern "C" {
  * index range over the task pool of libmorvex-tp (one contiguous chunk per
  * hardware thread, the last one computed by the calling thread) and return
  * when every element is written; a window that reuses its kept weights (see
- * @ref windows) only multiplies, on the calling thread. Each element is
+ * @ref windows) only multiplies, on the calling thread below 65536 elements
+ * and over the pool from there on. Each element is
  * computed from its own index, so the result does not depend on the number
  * of threads. The other windows
  * and the noise generators run on the calling thread. Any number of threads
@@ -189,7 +190,10 @@ MORVEX_M_API int32_t morvex_m_waveform_square_f64(double* data, uint64_t count, 
  * thread with the same window, count, normalize, alpha and element type,
  * under the same processor options, multiplies by them instead of computing
  * them again: the same doubles, so bit for bit the same result. The multiply
- * runs on the calling thread. Memory: each thread keeps at most 4 windows and
+ * runs on the calling thread below 65536 elements, where a hand-off to the
+ * pool would cost more than it saves, and over the pool from there on
+ * (except into an output that overlaps the input other than in place, which
+ * stays on the calling thread). Memory: each thread keeps at most 4 windows and
  * 2^20 multipliers (8 MiB) in all, dropping the least recently used; a longer
  * window is computed at every call. A thread's windows are freed when the
  * thread ends. If the memory cannot be had, the window is simply computed.
