@@ -6,6 +6,7 @@
 // independently from its own index (waveforms, windows, frequency responses).
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -146,6 +147,46 @@ inline void for_each_run(uint64_t first, uint64_t step, uint64_t count, F&& f) {
 template <class P, void (*Kernel)(uint64_t, const P&)>
 void split_range(uint64_t begin, uint64_t end, uint64_t step, const P& params) noexcept {
   split_blocks<P, detail::element_block<P, Kernel>>(begin, end, step, params);
+}
+
+// Shares the elements [0, n) out in pieces of `piece` (the last may be
+// shorter): the calling thread and split_thread_count() - 1 pool tasks each
+// take the next piece not yet taken, until none is left, and call
+// Block(first, count, params) for it. Unlike split_blocks, where each thread
+// has its share fixed in advance, a thread that starts late (a worker woken
+// from sleep) simply takes fewer pieces, so the call never waits for one
+// thread's whole share: it costs at most a piece more than the calling thread
+// doing it all. Block must store its elements and touch nothing shared but
+// its own outputs. Nothing here fails: a task the pool cannot take is run on
+// this thread (see morvex-tp.h), and finds the pieces already taken or takes
+// them itself.
+template <class P, void (*Block)(uint64_t, uint64_t, const P&)>
+void share_blocks(uint64_t n, uint64_t piece, const P& params) noexcept {
+  if (n == 0) return;
+  if (piece == 0) piece = 1;
+  struct Shared {
+    std::atomic<uint64_t> next;  // the next piece to take
+    uint64_t n, piece, pieces;
+    const P* params;
+    static void take(void* arg) {
+      Shared& s = *static_cast<Shared*>(arg);
+      for (uint64_t k; (k = s.next.fetch_add(1, std::memory_order_relaxed)) < s.pieces;) {
+        const uint64_t first = k * s.piece;
+        Block(first, s.n - first < s.piece ? s.n - first : s.piece, *s.params);
+      }
+    }
+  };
+  Shared shared{{0}, n, piece, (n - 1) / piece + 1, &params};
+  constexpr unsigned kMaxHelpers = 15;
+  const uint64_t threads = split_thread_count();
+  uint64_t helpers = (threads < shared.pieces ? threads : shared.pieces) - 1;
+  if (helpers > kMaxHelpers) helpers = kMaxHelpers;
+  morvex_tp_task* handles[kMaxHelpers];
+  for (uint64_t h = 0; h < helpers; ++h) handles[h] = morvex_tp_context_new_task(nullptr, &Shared::take, &shared);
+  Shared::take(&shared);
+  if (helpers) morvex_tp_wait(handles, helpers);
+  for (uint64_t h = 0; h < helpers; ++h)
+    if (handles[h]) morvex_tp_task_delete(handles[h]);
 }
 
 }  // namespace morvex::frame

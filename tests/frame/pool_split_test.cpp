@@ -4,7 +4,8 @@
 // hang, fini drains the queue, idle workers sleep. The splitter is observed
 // through the chunks it hands out: how many and how long, which thread runs
 // them (the caller takes the last), how many pool tasks they cost, and every
-// index exactly once, for any step.
+// index exactly once, for any step; likewise the pieces a shared range is
+// taken in.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -219,6 +220,39 @@ TEST_F(Split, EveryIndexOnceForAnyStepAndStart) {
           }
         }
   EXPECT_TRUE(split(9, 3, 1).empty()) << "end below begin";
+}
+
+struct Pieces {
+  std::mutex* lock; std::vector<Chunk>* pieces;
+};
+void record_piece(uint64_t first, uint64_t count, const Pieces& r) {
+  std::lock_guard<std::mutex> guard(*r.lock);
+  r.pieces->push_back({first, 1, count, std::this_thread::get_id()});
+}
+
+TEST_F(Split, SharedPiecesCoverEveryIndexOnce) {
+  // (n, piece, threads): pieces of `piece` in order, the last one shorter,
+  // whichever thread takes them, and never more pool tasks than helpers.
+  const struct {
+    uint64_t n, piece; unsigned h;
+  } cases[] = {{1, 4, 2}, {4, 4, 2}, {5, 4, 2}, {1000, 7, 3}, {64, 1, 8}, {10, 0, 2}, {3, 1, 8}};
+  for (const auto& c : cases) {
+    set_split_thread_count(c.h); std::mutex lock; std::vector<Chunk> pieces;
+    const uint64_t before = pool_status().tasks_run;
+    morvex::frame::share_blocks<Pieces, record_piece>(c.n, c.piece, Pieces{&lock, &pieces});
+    const uint64_t tasks = pool_status().tasks_run - before, piece = c.piece ? c.piece : 1;
+    std::sort(pieces.begin(), pieces.end());
+    uint64_t next = 0;
+    for (const Chunk& p : pieces) {
+      EXPECT_EQ(p.first, next); EXPECT_EQ(p.count, std::min(piece, c.n - p.first));
+      next = p.first + p.count;
+    }
+    EXPECT_EQ(next, c.n) << "n " << c.n << ", piece " << c.piece << ", " << c.h << " threads";
+    EXPECT_LE(tasks, std::min<uint64_t>(c.h, (c.n + piece - 1) / piece) - 1);
+  }
+  std::mutex lock; std::vector<Chunk> none;
+  morvex::frame::share_blocks<Pieces, record_piece>(0, 4, Pieces{&lock, &none});
+  EXPECT_TRUE(none.empty());
 }
 
 TEST(SplitThreadCount, FollowsTheSystemUnlessPinned) {
