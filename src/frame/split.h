@@ -4,6 +4,8 @@
 // calling thread computes the last one, then waits for the others. The call
 // is synchronous. Used by generators whose every output element is computed
 // independently from its own index (waveforms, windows, frequency responses).
+// share_blocks, at the end, hands a range out in pieces instead, to whichever
+// thread comes free (the multiply by a window's kept weights).
 #pragma once
 
 #include <atomic>
@@ -177,7 +179,7 @@ void share_blocks(uint64_t n, uint64_t piece, const P& params) noexcept {
     }
   };
   Shared shared{{0}, n, piece, (n - 1) / piece + 1, &params};
-  constexpr unsigned kMaxHelpers = 15;
+  constexpr unsigned kMaxHelpers = 15;  // the handles stay on this stack, as in split_blocks
   const uint64_t threads = split_thread_count();
   uint64_t helpers = (threads < shared.pieces ? threads : shared.pieces) - 1;
   if (helpers > kMaxHelpers) helpers = kMaxHelpers;

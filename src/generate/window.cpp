@@ -13,8 +13,8 @@
 // a lookup costs) keeps the multipliers w(i) * s it computed in the calling
 // thread's store (weight_cache.h); a later call with the same window, length,
 // normalisation, parameter and element type multiplies by them: the same
-// doubles, so the same bits. The multiply runs on the calling thread up to
-// kSplitKept elements and over the pool beyond (see there).
+// doubles, so the same bits. The multiply runs on the calling thread below
+// kSplitKept elements and over the pool from there on (see there).
 #include "generate/window.h"
 
 #include <emmintrin.h>
@@ -122,7 +122,7 @@ int32_t through_store(WindowId window, bool normalize, uint64_t shape, const T* 
   const WeightKey key{window, uint16_t(sizeof(T)), uint16_t(normalize), n, shape};
   const WeightLookup w = find_weights(key);
   if (w.ready) {
-    // Chunks run at once only where no element's input is another's output.
+    // Pieces run at once only where no element's input is another's output.
     if (n >= kSplitKept && (in == out || ops::disjoint(out, in, n)))
       frame::share_blocks<KeptJob<T>, kept_block<T>>(n, kKeptPiece, KeptJob<T>{w.ready, in, out});
     else
