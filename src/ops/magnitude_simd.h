@@ -67,7 +67,14 @@
 // parts ordered by magnitude first (AVX-512DQ vrangeps: the Fast2Sum then
 // needs no min and max and folds into b's error, two operations fewer; but
 // vrangeps drops a NaN part, and testing for one takes an operation back,
-// for 0.4% in all).
+// for 0.4% in all). On the reference machine multiplies, fused multiply-adds,
+// compares into masks and the reciprocal estimate share two pipes with the
+// root, which takes two of their slots; adds, min, max, vrangeps and permutes
+// use two others; integer and shuffle operations go to any. Moving work off
+// the root's pipes did not pay either, as it took more operations: the tests as rh - rl (an add), the range of s by an integer max
+// and vpternlog, and one vptestmd per pair (12% slower); the range test made
+// by bracketing with max(c, 2^-36) (a vmaxps) in place of the compare (the
+// same); the next pair's root started ahead of this pair's tail (slower).
 #pragma once
 
 #include <immintrin.h>
