@@ -193,10 +193,15 @@ MORVEX_M_API int32_t morvex_m_waveform_square_f64(double* data, uint64_t count, 
  * runs on the calling thread below 65536 elements, where a hand-off to the
  * pool would cost more than it saves, and over the pool from there on
  * (except into an output that overlaps the input other than in place, which
- * stays on the calling thread). Memory: each thread keeps at most 4 windows and
- * 2^20 multipliers (8 MiB) in all, dropping the least recently used; a longer
- * window is computed at every call. A thread's windows are freed when the
- * thread ends. If the memory cannot be had, the window is simply computed.
+ * stays on the calling thread). From 65536 elements on, a thread also keeps,
+ * for each pair of mirror-image elements, how the two multipliers' bits
+ * differ (2 bytes), and with AVX-512F rebuilds the second half of the
+ * multipliers from the first: a quarter of the bytes read there, the same
+ * doubles. Memory: each thread keeps at most 4 windows and 2^20 multipliers
+ * (8 MiB, plus 1 MiB of those differences) in all, dropping the least
+ * recently used; a longer window is computed at every call. A thread's
+ * windows are freed when the thread ends. If the memory cannot be had, the
+ * window is simply computed.
  *
  * **Example**: Hanning-weight a block in place with unit coherent gain:
  * @code{.c}

@@ -107,6 +107,7 @@ struct Ladder {
   X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)         \
   X(window_kept_f32,   "window_* f32 with multipliers kept from an earlier call",       avx)                       \
   X(window_kept_f64,   "window_* f64 with multipliers kept from an earlier call",       avx512, avx)               \
+  X(window_mirrored,   "window_* f32 and f64 of 64K and more, kept multipliers",        avx512)                    \
   X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)        \
   X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)        \
   X(cascade_wide,      "filter_execute_* with more sections",                           avx512, avx, sse42)

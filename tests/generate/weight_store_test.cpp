@@ -72,7 +72,8 @@ TEST(WeightStore, ReusedWeightsGiveTheComputedBitsUnderEveryKernel) {
   morvex::frame::set_split_thread_count(3);  // weights kept from several chunks
   morvex::test::for_each_kernel_config([](const morvex::test::KernelConfig&) {
     for (int kind = 0; kind < int(std::size(kWindows)); ++kind)
-      for (uint64_t n : {2u, 3u, 31u, 4099u, 65539u})  // the last is multiplied over the pool
+      // The last two are multiplied over the pool, from both ends at once.
+      for (uint64_t n : {2u, 3u, 31u, 4099u, 65539u, 65542u})
         for (int32_t norm : {0, 1})
           for (int f32 : {0, 1}) expect_computed_bits({kind, f32, n, norm});
   });
