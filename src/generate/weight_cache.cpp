@@ -28,8 +28,7 @@ uint8_t options_now() {
 
 struct Entry {
   WeightKey key{};
-  double* data = nullptr;     // key.n multipliers
-  int16_t* mirror = nullptr;  // their mirror differences (long windows), after them
+  double* data = nullptr;  // key.n multipliers, then their mirror differences (long windows)
   bool ready = false;      // filled by a call that completed
   uint8_t options = 0;     // options_now() when it was filled
   uint64_t used = 0;       // the store's clock at the last lookup
@@ -37,10 +36,15 @@ struct Entry {
 
 uint64_t mirror_pairs(uint64_t n) { return n >= kMirrorFrom ? n / 2 : 0; }
 
-// Room for n multipliers and their mirror differences. Long windows are read from the outer caches or
-// memory at every call, where a walk through 4 KiB pages costs a good part
-// of the multiply: they get 2 MiB-aligned storage, offered to the system as
-// huge pages (a hint; the memory is the same either way).
+int16_t* mirror_of(const Entry& e) {
+  return mirror_pairs(e.key.n) ? reinterpret_cast<int16_t*>(e.data + e.key.n) : nullptr;
+}
+
+// Room for n multipliers and their mirror differences. Long windows are
+// read from the outer caches or memory at every call, where a walk through
+// 4 KiB pages costs a good part of the multiply: they get 2 MiB-aligned
+// storage, offered to the system as huge pages (a hint; the memory is the
+// same either way).
 double* allocate(uint64_t n) {
   constexpr std::size_t kHuge = std::size_t(2) << 20;
   const std::size_t bytes = n * sizeof(double) + mirror_pairs(n) * sizeof(int16_t);
@@ -78,7 +82,7 @@ class Store {
     for (Entry& e : entries_)
       if (e.data && e.key == key) {
         e.used = clock_;
-        if (e.ready && e.options == options) return {e.data, e.mirror, nullptr};
+        if (e.ready && e.options == options) return {e.data, mirror_of(e), nullptr};
         e.ready = false;  // to be filled (again) by this call
         e.options = options;
         return {nullptr, nullptr, e.data};
@@ -87,7 +91,6 @@ class Store {
     Entry& slot = make_room(key.n);
     slot.data = allocate(key.n);
     if (!slot.data) return {nullptr, nullptr, nullptr};
-    slot.mirror = mirror_pairs(key.n) ? reinterpret_cast<int16_t*>(slot.data + key.n) : nullptr;
     slot.key = key;
     slot.ready = false;
     slot.options = options;
@@ -99,7 +102,7 @@ class Store {
   void filled(const WeightKey& key) {
     for (Entry& e : entries_)
       if (e.data && e.key == key) {
-        if (e.mirror) fill_mirror(e.data, e.mirror, key.n);
+        if (int16_t* mirror = mirror_of(e)) fill_mirror(e.data, mirror, key.n);
         e.ready = true;
       }
   }
