@@ -15,9 +15,9 @@
 // Bounds, per calling thread: at most kEntries windows and kMaxWeights
 // multipliers (8 bytes each, 8 MiB) in all, plus 2 bytes per mirror pair
 // (below; 1 MiB at most); a longer window is computed on every call, as
-// before. The least recently used window makes room. The
-// store belongs to its thread (no lock, nothing shared) and is freed when
-// the thread ends. Allocation failure only means the window is not kept.
+// before. The least recently used window makes room. The store belongs to
+// its thread (no lock, nothing shared) and is freed when the thread ends.
+// Allocation failure only means the window is not kept.
 #pragma once
 
 #include <cstddef>

@@ -56,10 +56,10 @@ void mirrored(const double* ws, const int16_t* mirror, const T* in, T* out, std:
     put(out + j, times(w, in + j));
     put(out + m, times(wm, in + m));
   }
-  for (; j < end; ++j) {
-    out[j] = static_cast<T>(ws[j] * double(in[j]));
-    out[n - 1 - j] = static_cast<T>(ws[n - 1 - j] * double(in[n - 1 - j]));
-  }
+  // The last few pairs: both short blocks through the full multipliers.
+  const std::size_t m = n - end;
+  weigh_plain(ws + j, in + j, out + j, end - j);
+  weigh_plain(ws + m, in + m, out + m, end - j);
 }
 
 }  // namespace
