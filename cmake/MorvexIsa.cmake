@@ -5,6 +5,7 @@
 #   name_avx.cpp     -mavx
 #   name_avx2.cpp    -mavx2 -mfma          (the AVX2 kernels may fuse)
 #   name_avx512.cpp  -mavx512f -mavx512cd  (all that their dispatch condition guarantees)
+#   name_avx512dq.cpp  the same and -mavx512dq (call-time kernels that test DQ too)
 # Every other file is built for the plain x86-64 baseline.
 function(morvex_apply_isa_flags)
   foreach(src IN LISTS ARGN)
@@ -16,6 +17,8 @@ function(morvex_apply_isa_flags)
       set_source_files_properties(${src} PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma")
     elseif(src MATCHES "_avx512\\.cpp$")
       set_source_files_properties(${src} PROPERTIES COMPILE_OPTIONS "-mavx512f;-mavx512cd")
+    elseif(src MATCHES "_avx512dq\\.cpp$")
+      set_source_files_properties(${src} PROPERTIES COMPILE_OPTIONS "-mavx512f;-mavx512cd;-mavx512dq")
     endif()
   endforeach()
 endfunction()

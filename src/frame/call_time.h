@@ -23,7 +23,7 @@
 namespace morvex::frame {
 
 // The conditions of the variants, as values.
-enum class Isa : uint8_t { plain, sse42, avx, avx2_fma3, avx512 };
+enum class Isa : uint8_t { plain, sse42, avx, avx2_fma3, avx512, avx512dq };
 
 inline bool allowed(Isa v) {
   switch (v) {
@@ -31,6 +31,7 @@ inline bool allowed(Isa v) {
     case Isa::avx: return use_avx();
     case Isa::avx2_fma3: return use_avx2_fma3();
     case Isa::avx512: return use_avx512();
+    case Isa::avx512dq: return use_avx512dq();
     case Isa::plain: break;
   }
   return true;
@@ -43,6 +44,7 @@ constexpr const char* isa_name(Isa v) {
     case Isa::avx: return "avx";
     case Isa::avx2_fma3: return "avx2+fma3";
     case Isa::avx512: return "avx512f+cd";
+    case Isa::avx512dq: return "avx512f+cd+dq";
     case Isa::plain: break;
   }
   return "plain";
@@ -89,34 +91,36 @@ struct Ladder {
 // The f32 windows' kept multiply has no 512-bit kernel: it is two
 // conversions per element, and on the reference machine (512-bit operations
 // issued as two 256-bit halves) the 256-bit kernel ran 10-20% faster.
-#define MORVEX_CALL_TIME_FAMILIES(X)                                                                              \
-  X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)          \
-  X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)               \
-  X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512, avx2_fma3)         \
-  X(deinterleave2,     "deinterleave2_u8 deinterleave2_u16",                            avx2_fma3, sse42)          \
-  X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                     \
-  X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)         \
-  X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                \
-  X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)          \
-  X(minmax_f32,        "minmax_f32",                                                    sse42)                     \
-  X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                \
-  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx2_fma3, sse42)          \
-  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                 \
-  X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)         \
-  X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                 \
-  X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)         \
-  X(window_kept_f32,   "window_* f32 with multipliers kept from an earlier call",       avx)                       \
-  X(window_kept_f64,   "window_* f64 with multipliers kept from an earlier call",       avx512, avx)               \
-  X(window_mirrored,   "window_* f32 and f64 of 64K and more, kept multipliers",        avx512)                    \
-  X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)        \
-  X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)        \
+// The magnitude's first variant also needs AVX-512DQ, for the one instruction
+// that orders the two parts by size.
+#define MORVEX_CALL_TIME_FAMILIES(X)                                                                                 \
+  X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)            \
+  X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)                 \
+  X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512dq, avx512, avx2_fma3) \
+  X(deinterleave2,     "deinterleave2_u8 deinterleave2_u16",                            avx2_fma3, sse42)            \
+  X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                       \
+  X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)           \
+  X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                  \
+  X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)            \
+  X(minmax_f32,        "minmax_f32",                                                    sse42)                       \
+  X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                  \
+  X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx2_fma3, sse42)             \
+  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                   \
+  X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)           \
+  X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                   \
+  X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)           \
+  X(window_kept_f32,   "window_* f32 with multipliers kept from an earlier call",       avx)                         \
+  X(window_kept_f64,   "window_* f64 with multipliers kept from an earlier call",       avx512, avx)                 \
+  X(window_mirrored,   "window_* f32 and f64 of 64K and more, kept multipliers",        avx512)                      \
+  X(cascade_narrow,    "filter_execute_* with sections in one 128-bit vector",          sse42, avx, avx512)          \
+  X(cascade_middle,    "filter_execute_* with sections in two 256-bit vectors",         avx, avx512, sse42)          \
   X(cascade_wide,      "filter_execute_* with more sections",                           avx512, avx, sse42)
 // clang-format on
 
 namespace call_time {
 namespace isa_names {
 constexpr Isa plain = Isa::plain, sse42 = Isa::sse42, avx = Isa::avx, avx2_fma3 = Isa::avx2_fma3,
-              avx512 = Isa::avx512;
+              avx512 = Isa::avx512, avx512dq = Isa::avx512dq;
 }
 using namespace isa_names;
 #define MORVEX_CALL_TIME_LADDER(id, exports, ...) using id = Ladder<__VA_ARGS__, plain>;

@@ -74,11 +74,12 @@ MORVEX_SHR_CLIP(avx2)
 #undef MORVEX_SHR_CLIP
 
 // ---------------------------------------------------------------- complex magnitude
-// Chosen at each call: AVX-512F+CD, else AVX2+FMA3, else the baseline kernel
-// (math.cpp); all give cabsf's result exactly.
+// Chosen at each call: AVX-512F+CD with DQ, else AVX-512F+CD, else AVX2+FMA3,
+// else the baseline kernel (math.cpp); all give cabsf's result exactly.
 void magnitude_c32f32_plain(const float* in, float* out, uint64_t n);
 void magnitude_c32f32_avx2(const float* in, float* out, uint64_t n);
 void magnitude_c32f32_avx512(const float* in, float* out, uint64_t n);
+void magnitude_c32f32_avx512dq(const float* in, float* out, uint64_t n);
 
 // ---------------------------------------------------------------- deinterleave
 // Whole frames only (the frame loop itself is in elements.h): `frames` frames of N channels from src into dst[0..N-1].

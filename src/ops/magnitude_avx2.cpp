@@ -31,11 +31,13 @@ struct Avx2 {
   static V fmadd(V a, V b, V c) { return _mm256_fmadd_ps(a, b, c); }
   static V fmsub(V a, V b, V c) { return _mm256_fmsub_ps(a, b, c); }
   static V sqrt(V a) { return _mm256_sqrt_ps(a); }
-  static V rcp(V a) { return _mm256_rcp_ps(a); }
+  static V rsqrt(V a) { return _mm256_rsqrt_ps(a); }
   static constexpr uint32_t kAll = 0xFF;
-  static uint32_t certain(V rl, V rh, V s, V limit) {
-    const V ok = _mm256_and_ps(_mm256_cmp_ps(rl, rh, _CMP_EQ_OQ), _mm256_cmp_ps(s, limit, _CMP_GE_OQ));
-    return uint32_t(_mm256_movemask_ps(ok));
+  static constexpr bool kOrdered = false;
+  static uint32_t certain(V rl0, V rh0, V s0, V rl1, V rh1, V s1, V limit) {
+    const V ok0 = _mm256_and_ps(_mm256_cmp_ps(rl0, rh0, _CMP_EQ_OQ), _mm256_cmp_ps(s0, limit, _CMP_GE_OQ));
+    const V ok1 = _mm256_and_ps(_mm256_cmp_ps(rl1, rh1, _CMP_EQ_OQ), _mm256_cmp_ps(s1, limit, _CMP_GE_OQ));
+    return uint32_t(_mm256_movemask_ps(_mm256_and_ps(ok0, ok1)));
   }
   static void store(float* p, V v) { _mm256_storeu_ps(p, in_order(v)); }
   static void stream(float* p, V v) { _mm256_stream_ps(p, in_order(v)); }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Complex magnitude (f32) with cabsf's exact result, written once and compiled
 // per instruction set by the files that include this header with their own
-// lane traits (magnitude_avx2.cpp, magnitude_avx512.cpp).
+// lane traits (magnitude_avx2.cpp, magnitude_avx512.h).
 //
 // The result to reproduce is cabsf's: s = re^2 + im^2 formed in double (both
 // squares exact, one rounding), its double square root, rounded to single.
@@ -14,16 +14,25 @@
 // lanes per vector:
 //
 //  1. De-interleave 2W floats into re (x) and im (y).
-//  2. Exact squares: px = x*x, ex = fma(x, x, -px), likewise py, ey.
-//     s = px + py and its exact rounding error es (Fast2Sum on the larger
-//     and smaller square). Now S = s + es + ex + ey exactly.
+//  2. Squares px = x*x, py = y*y and s = px + py. Then r = S - s exactly
+//     up to one rounding, in one of two forms:
+//     - unordered: the squares' errors ex = fma(x, x, -px) and ey, and s's
+//       rounding error es by Fast2Sum on the larger and smaller square,
+//       r = (ex + ey) + es;
+//     - ordered (where vrangeps orders the parts: a = the larger of |x| and
+//       |y|, b the smaller): pa = max(px, py) = a*a rounded, z = s - pa is
+//       exact (Sterbenz), and fma(b, b, -z) = eb + es is that small value
+//       rounded once, so r = fma(a, a, -pa) + fma(b, b, -z): three
+//       operations fewer. s still comes from x and y, so a NaN part, which
+//       vrangeps drops, still makes s a NaN.
 //  3. c = RN(sqrt(s)), the processor's correctly rounded square root, and
-//     g ~ 1/c from the reciprocal estimate.
-//  4. The residual D = S - c^2 = es + ex + ey - (c^2 - s), where c^2 - s is
-//     one fused multiply-add and exact: c^2 and s are both multiples of u^2
-//     (u = c's last place, see below) and |c^2 - s| <= u*c < 2^24 u^2. One
-//     Newton step gives sqrt(S) = c + t, t = D/(2c), up to the neglected
-//     term t^2/(2c); t2 = D*g is 2t up to g's error.
+//     g ~ 1/sqrt(s) from the reciprocal square root estimate: taken from s,
+//     it runs beside the root instead of after it.
+//  4. The residual D = S - c^2 = r - (c^2 - s), where c^2 - s is one fused
+//     multiply-add and exact: c^2 and s are both multiples of u^2 (u = c's
+//     last place, see below) and |c^2 - s| <= u*c < 2^24 u^2. One Newton
+//     step gives sqrt(S) = c + t, t = D/(2c), up to the neglected term
+//     t^2/(2c); t2 = D*g is 2t up to g's error.
 //  5. rl = RN(c + t2*(1 - kSlack)/2) and rh = RN(c + t2*(1 + kSlack)/2),
 //     each one fused multiply-add (the halving is exact inside it). The exact
 //     root (and cabsf's double value, within 2^-29 ulps of it) lies between
@@ -35,12 +44,13 @@
 // Error budget, in units u of c's last place (c/u lies in [2^23, 2^24)).
 // c is within u of sqrt(S): u/2 from rounding sqrt(s), and s's own rounding
 // (2^-24 S) moves the root by at most u/2. So |t| <= u, the neglected Newton
-// term stays below 2^-24 u, and the roundings in D add below 2^-22 u. t2/2
-// carries g's relative error, below 2^-14 with AVX-512 (1.5 * 2^-12 with
-// AVX2), plus 2^-24 from its product. Where |t| < u/8 the nearest midpoint
-// (u/2 away, u/4 below a power of two) is out of reach and rl == rh == c.
-// Where |t| >= u/8, kSlack = 2^-13 (2^-10) leaves at least 2^-17 u (2^-13.7 u)
-// beyond g's error for the rest, a margin of sixteen or more.
+// term stays below 2^-24 u, and the three roundings in D (each of a value
+// below 2cu) add below 2^-22 u. t2/2 carries g's relative error, below 2^-14
+// with AVX-512 (1.5 * 2^-12 with AVX2), plus 2^-24 for c against sqrt(s) and
+// 2^-24 from its product. Where |t| < u/8 the nearest midpoint (u/2 away, u/4
+// below a power of two) is out of reach and rl == rh == c. Where |t| >= u/8,
+// kSlack = 2^-13 (2^-10) leaves at least 2^-17 u (2^-13.7 u) beyond g's error
+// for the rest, a margin of sixteen or more.
 //
 // The fast path needs s >= 2^-72 and finite values throughout. Below 2^-72
 // the intermediates that may be subnormal (the squares' errors, small parts)
@@ -48,33 +58,28 @@
 // 2^-126 when the caller runs with flush-to-zero, which costs t at most
 // 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Infinities and NaNs give
 // NaN in t2 and fail rl == rh on their own; s >= 2^-72 (an unsigned compare
-// of the bits, as s is never negative) is one more compare. A group with a
-// failing lane is done by the baseline kernel (double square root, cabsf for
-// non-finite results), exact for every input.
+// of the bits, as s is never negative) is one more compare, made once for a
+// pair of groups on the smaller s of each lane. A group with a failing lane
+// is done by the baseline kernel (double square root, cabsf for non-finite
+// results), exact for every input.
 //
 // Where the time goes, on the reference machine (512-bit operations issued as
-// two 256-bit halves): a group of 16 lanes takes about 15.5 cycles. Its 24
-// vector operations, the integer and mask ones included, issue at about one
-// and a half per cycle: taking any one of them out saves about 0.7 cycles,
-// the reciprocal estimate 1.5. The square root alone issues once per 10
-// cycles, which is all a loop of single-precision roots costs. Variants that
-// trade operations for others measured the same or slower: the bracket's
-// multipliers made from the estimate by integer adds, the estimate taken from
-// s rather than c, integer compares, two-source permutes instead of the
-// shuffles and the final permute, four groups per test, the test made in the
-// squared domain (D against c*u, both from c's bits by integer operations),
-// a root from the reciprocal square root estimate and a Newton step, and the
-// parts ordered by magnitude first (AVX-512DQ vrangeps: the Fast2Sum then
-// needs no min and max and folds into b's error, two operations fewer; but
-// vrangeps drops a NaN part, and testing for one takes an operation back,
-// for 0.4% in all). On the reference machine multiplies, fused multiply-adds,
-// compares into masks and the reciprocal estimate share two pipes with the
-// root, which takes two of their slots; adds, min, max, vrangeps and permutes
-// use two others; integer and shuffle operations go to any. Moving work off
-// the root's pipes did not pay either, as it took more operations: the tests as rh - rl (an add), the range of s by an integer max
-// and vpternlog, and one vptestmd per pair (12% slower); the range test made
-// by bracketing with max(c, 2^-36) (a vmaxps) in place of the compare (the
-// same); the next pair's root started ahead of this pair's tail (slower).
+// two 256-bit halves): a group of 16 lanes takes about 14.5 cycles in the
+// ordered form, 15 in the unordered one, against 10 for a loop of bare
+// single-precision roots. Taking out any vector operation saves 0.5 to 0.7
+// cycles (the multiply class, compares into masks and permutes cost the
+// most); latency counts too, as the estimate from s showed. Variants that
+// measured the same or slower: the bracket's multipliers made from the
+// estimate by integer adds, a one-sided bracket (an add for rl, a reciprocal
+// of 2c nudged down by an integer add), integer compares, two-source permutes
+// instead of the shuffles and the final permute (or blends of shifted loads,
+// or integer shifts), four groups per test, the tests as integer differences
+// gathered over several groups, the test made in the squared domain (D
+// against c*u, both from c's bits by integer operations), a root from the
+// reciprocal square root estimate and a Newton step, the parts ordered by
+// absolute values and min and max (without AVX-512DQ) or by a compare and two
+// blends, s formed as fma(x, x, py), and the next pair's root started ahead
+// of this pair's tail.
 #pragma once
 
 #include <immintrin.h>
@@ -88,29 +93,53 @@ namespace morvex::ops {
 // Internal linkage: every instruction set gets its own copy.
 namespace {
 
-// Ops provides: V (kLanes floats), kLanes, kSlack, load2 (x and y from
-// 2 * kLanes interleaved floats, in the lane order that store and stream
+// Ops provides: V (kLanes floats), kLanes, kSlack, kOrdered, load2 (x and y
+// from 2 * kLanes interleaved floats, in the lane order that store and stream
 // undo), set1, mul, add, sub, min, max, fmadd (a*b+c), fmsub (a*b-c), sqrt,
-// rcp (the estimate), certain (the bits of the lanes with rl == rh and
-// s >= limit; kAll when every lane is), store, stream.
+// rcp (the estimate), certain (the bits of the lanes where rl == rh and
+// s >= limit in both of two groups; kAll when every lane is), store, stream;
+// where kOrdered, also order (|x| and |y|, the larger first).
 template <class Ops>
-inline uint32_t magnitude_group(const float* p, typename Ops::V& result) {
+struct MagnitudeGroup {
+  typename Ops::V rl, rh, s;
+};
+
+template <class Ops>
+inline MagnitudeGroup<Ops> magnitude_group(const float* p) {
   using V = typename Ops::V;
   V x, y;
   Ops::load2(p, x, y);
   const V px = Ops::mul(x, x), py = Ops::mul(y, y);
-  const V ex = Ops::fmsub(x, x, px), ey = Ops::fmsub(y, y, py);
   const V s = Ops::add(px, py);
-  const V es = Ops::sub(Ops::min(px, py), Ops::sub(s, Ops::max(px, py)));
+  // r = S - s, from the squares' and the sum's rounding errors.
+  V r;
+  if constexpr (Ops::kOrdered) {
+    // With the parts ordered, a >= b, one fused operation takes both the
+    // smaller square's error and the sum's: z = s - a^2's rounding is exact
+    // (Sterbenz), so b*b - z = eb + es with one rounding of that small value.
+    // Order does not affect s, which comes from x and y themselves: a NaN
+    // part, which order drops, still makes s a NaN.
+    V a, b;
+    Ops::order(x, y, a, b);
+    const V pa = Ops::max(px, py);
+    r = Ops::add(Ops::fmsub(a, a, pa), Ops::fmsub(b, b, Ops::sub(s, pa)));
+  } else {
+    const V ex = Ops::fmsub(x, x, px), ey = Ops::fmsub(y, y, py);
+    const V es = Ops::sub(Ops::min(px, py), Ops::sub(s, Ops::max(px, py)));
+    r = Ops::add(Ops::add(ex, ey), es);
+  }
 
   const V c = Ops::sqrt(s);
   const V w = Ops::fmsub(c, c, s);
-  const V d = Ops::sub(Ops::add(Ops::add(ex, ey), es), w);
-  const V t2 = Ops::mul(d, Ops::rcp(c));
+  const V t2 = Ops::mul(Ops::sub(r, w), Ops::rsqrt(s));
   const V rl = Ops::fmadd(t2, Ops::set1(0.5f - 0.5f * Ops::kSlack), c);
   const V rh = Ops::fmadd(t2, Ops::set1(0.5f + 0.5f * Ops::kSlack), c);
-  result = rh;
-  return Ops::certain(rl, rh, s, Ops::set1(0x1p-72f));
+  return {rl, rh, s};
+}
+
+template <class Ops>
+inline uint32_t magnitude_certain(const MagnitudeGroup<Ops>& g0, const MagnitudeGroup<Ops>& g1) {
+  return Ops::certain(g0.rl, g0.rh, g0.s, g1.rl, g1.rh, g1.s, Ops::set1(0x1p-72f));
 }
 
 // How far ahead of the loop the input is prefetched on long records.
@@ -145,17 +174,16 @@ void magnitude_c32f32(const float* in, float* out, uint64_t n) {
   // groups' long dependency chains overlap.
   auto groups = [&]<bool kFar>(uint64_t end) {
     while (i + W <= end) {
-      for (typename Ops::V r0, r1;
-           i + 2 * W <= end &&
-           (magnitude_group<Ops>(in + 2 * i, r0) & magnitude_group<Ops>(in + 2 * i + 2 * W, r1)) == Ops::kAll;
-           i += 2 * W) {
-        emit.template operator()<kFar>(i, r0);
-        emit.template operator()<kFar>(i + W, r1);
+      for (; i + 2 * W <= end; i += 2 * W) {
+        const MagnitudeGroup<Ops> g0 = magnitude_group<Ops>(in + 2 * i), g1 = magnitude_group<Ops>(in + 2 * i + 2 * W);
+        if (magnitude_certain(g0, g1) != Ops::kAll) break;
+        emit.template operator()<kFar>(i, g0.rh);
+        emit.template operator()<kFar>(i + W, g1.rh);
       }
       // The last group, or the first of a pair that holds a hard lane.
       if (i + W > end) break;
-      if (typename Ops::V r; magnitude_group<Ops>(in + 2 * i, r) == Ops::kAll)
-        emit.template operator()<kFar>(i, r);
+      if (const MagnitudeGroup<Ops> g = magnitude_group<Ops>(in + 2 * i); magnitude_certain(g, g) == Ops::kAll)
+        emit.template operator()<kFar>(i, g.rh);
       else
         magnitude_c32f32_plain(in + 2 * i, out + i, W);
       i += W;

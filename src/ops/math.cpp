@@ -246,9 +246,9 @@ int32_t morvex_m_magnitude_c32f32(const morvex_m_c32f32* in, float* out, uint64_
   // (frame/call_time.h). All give cabsf's result, so the choice is a matter
   // of speed only.
   using namespace morvex::ops;
-  morvex::frame::call_time::magnitude_c32f32::choose(magnitude_c32f32_avx512, magnitude_c32f32_avx2,
-                                                     magnitude_c32f32_plain)(reinterpret_cast<const float*>(in),
-                                                                             out, count);
+  morvex::frame::call_time::magnitude_c32f32::choose(magnitude_c32f32_avx512dq, magnitude_c32f32_avx512,
+                                                     magnitude_c32f32_avx2, magnitude_c32f32_plain)(
+      reinterpret_cast<const float*>(in), out, count);
   return 0;
 }
 int32_t morvex_m_magnitude_c64f64(const morvex_m_c64f64* in, double* out, uint64_t count) {

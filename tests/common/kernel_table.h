@@ -81,6 +81,7 @@ enum KernelFlags : uint16_t {
   kOverlap = 4,    // an output one element above or below the input gives the plain loop's result
   kStreams = 8,    // also a length whose output (8 MiB and more) takes the streaming stores
   kPointers = 16,  // needs real arrays even for a count of 0 (reads data[0], writes results)
+  kDqVariant = 32, // has an AVX-512DQ variant: also checked with only DQ switched off
 };
 
 struct KernelRow {
@@ -492,7 +493,7 @@ inline const std::vector<KernelRow>& kernel_rows() {
                            MORVEX_CALL(([&] { for (uint64_t i = 0; i < a.n; ++i) {
                              __complex__ float z;
                              __real__ z = I<float>(a)[2 * i], __imag__ z = I<float>(a)[2 * i + 1];
-                             O<float>(a)[i] = cabsf(z); } }())), kInPlace | kStreams, {}, fill_magnitude),
+                             O<float>(a)[i] = cabsf(z); } }())), kInPlace | kStreams | kDqVariant, {}, fill_magnitude),
       MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams, d[0], d[1]),
       MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, kStreams, d[0], d[1], d[2]),
       MORVEX_DEINTERLEAVE_ROW(4, uint8_t, u8, kStreams, d[0], d[1], d[2], d[3]),

@@ -2,10 +2,11 @@
 // Kernel configurations and the variant harness.
 //
 // A configuration switches processor features off through the library's own
-// options, one more level each: all features; AVX-512 off; AVX2 and FMA3 off;
-// AVX off; SSE4.2 off (plain kernels only). for_each_kernel_config runs a body
-// under each in turn (with a SCOPED_TRACE naming it) and switches every
-// feature back on afterwards; the library must be started.
+// options, one more level each: all features; AVX-512DQ off (only for kernels
+// with a variant that needs it); AVX-512 off; AVX2 and FMA3 off; AVX off;
+// SSE4.2 off (plain kernels only). for_each_kernel_config runs a body under
+// each in turn (with a SCOPED_TRACE naming it) and switches every feature back
+// on afterwards; the library must be started.
 //
 // The harness runs a row of the kernel table (common/kernel_table.h) under
 // every configuration this processor reaches, over every length from 0 to the
@@ -30,9 +31,10 @@ namespace morvex::test {
 struct KernelConfig {
   std::string name;
   std::vector<int32_t> off;  // option ids switched off, on top of the previous configuration
+  bool dq_only = false;      // only for kernels with an AVX-512DQ variant
 };
 const std::vector<KernelConfig>& kernel_configs();
-void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body);
+void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body, bool dq_variant = false);
 void restore_processor_options();  // every feature back on, as far as the processor has it
 bool fused_kernels_enabled();      // AVX2+FMA3 or AVX-512F+CD kernels allowed now
 
