@@ -34,10 +34,12 @@ struct Avx2 {
   static V rsqrt(V a) { return _mm256_rsqrt_ps(a); }
   static constexpr uint32_t kAll = 0xFF;
   static constexpr bool kOrdered = false;
-  static uint32_t certain(V rl0, V rh0, V s0, V rl1, V rh1, V s1, V limit) {
-    const V ok0 = _mm256_and_ps(_mm256_cmp_ps(rl0, rh0, _CMP_EQ_OQ), _mm256_cmp_ps(s0, limit, _CMP_GE_OQ));
-    const V ok1 = _mm256_and_ps(_mm256_cmp_ps(rl1, rh1, _CMP_EQ_OQ), _mm256_cmp_ps(s1, limit, _CMP_GE_OQ));
-    return uint32_t(_mm256_movemask_ps(_mm256_and_ps(ok0, ok1)));
+  template <class G, int N>
+  static uint32_t certain(const G (&g)[N], V limit) {
+    V ok = _mm256_cmp_ps(g[0].key, limit, _CMP_GE_OQ);
+    for (int k = 1; k < N; ++k) ok = _mm256_and_ps(ok, _mm256_cmp_ps(g[k].key, limit, _CMP_GE_OQ));
+    for (int k = 0; k < N; ++k) ok = _mm256_and_ps(ok, _mm256_cmp_ps(g[k].rl, g[k].rh, _CMP_EQ_OQ));
+    return uint32_t(_mm256_movemask_ps(ok));
   }
   static void store(float* p, V v) { _mm256_storeu_ps(p, in_order(v)); }
   static void stream(float* p, V v) { _mm256_stream_ps(p, in_order(v)); }

@@ -58,13 +58,23 @@ struct Avx512 {
     b = _mm512_range_ps(x, y, 0x0A);
   }
   static constexpr uint32_t kAll = 0xFFFF;
-  // One range test for both groups (on the smaller s of each lane, as
-  // integers: s is never negative) and the two equality tests chained through
-  // the mask: one compare and one mask operation fewer than two separate tests.
-  static uint32_t certain(V rl0, V rh0, V s0, V rl1, V rh1, V s1, V limit) {
-    const __m512i least = _mm512_min_epu32(_mm512_castps_si512(s0), _mm512_castps_si512(s1));
-    const __mmask16 large = _mm512_cmpge_epu32_mask(least, _mm512_castps_si512(limit));
-    return _mm512_mask_cmp_ps_mask(_mm512_mask_cmp_ps_mask(large, rl0, rh0, _CMP_EQ_OQ), rl1, rh1, _CMP_EQ_OQ);
+  // One range test for all groups (on the smallest key of each lane, as
+  // integers: the keys are never negative) and the equality tests chained
+  // through the mask: one compare and one mask operation per group fewer than
+  // separate tests.
+  template <class G, int N>
+  static uint32_t certain(const G (&g)[N], V limit) {
+    __m512i least[N];
+#pragma GCC unroll 8
+    for (int k = 0; k < N; ++k) least[k] = _mm512_castps_si512(g[k].key);
+#pragma GCC unroll 8
+    for (int step = 1; step < N; step *= 2)  // a tree, not a chain
+#pragma GCC unroll 8
+      for (int k = 0; k + step < N; k += 2 * step) least[k] = _mm512_min_epu32(least[k], least[k + step]);
+    __mmask16 m = _mm512_cmpge_epu32_mask(least[0], _mm512_castps_si512(limit));
+#pragma GCC unroll 8
+    for (int k = 0; k < N; ++k) m = _mm512_mask_cmp_ps_mask(m, g[k].rl, g[k].rh, _CMP_EQ_OQ);
+    return m;
   }
   static void store(float* p, V v) { _mm512_storeu_ps(p, in_order(v)); }
   static void stream(float* p, V v) { _mm512_stream_ps(p, in_order(v)); }

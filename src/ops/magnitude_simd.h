@@ -58,8 +58,9 @@
 // 2^-126 when the caller runs with flush-to-zero, which costs t at most
 // 2^-126/(2c) <= 2^-91, or 2^-32 u for c >= 2^-36. Infinities and NaNs give
 // NaN in t2 and fail rl == rh on their own; s >= 2^-72 (an unsigned compare
-// of the bits, as s is never negative) is one more compare, made once for a
-// pair of groups on the smaller s of each lane. A group with a failing lane
+// of the bits, as s is never negative; in the ordered form a >= 2^-36) is
+// one more compare, made once for the groups tested together, on the
+// smallest value of each lane. A group with a failing lane
 // is done by the baseline kernel (double square root, cabsf for non-finite
 // results), exact for every input.
 //
@@ -68,18 +69,19 @@
 // ordered form, 15 in the unordered one, against 10 for a loop of bare
 // single-precision roots. Taking out any vector operation saves 0.5 to 0.7
 // cycles (the multiply class, compares into masks and permutes cost the
-// most); latency counts too, as the estimate from s showed. Variants that
-// measured the same or slower: the bracket's multipliers made from the
-// estimate by integer adds, a one-sided bracket (an add for rl, a reciprocal
-// of 2c nudged down by an integer add), integer compares, two-source permutes
-// instead of the shuffles and the final permute (or blends of shifted loads,
-// or integer shifts), four groups per test, the tests as integer differences
-// gathered over several groups, the test made in the squared domain (D
-// against c*u, both from c's bits by integer operations), a root from the
-// reciprocal square root estimate and a Newton step, the parts ordered by
-// absolute values and min and max (without AVX-512DQ) or by a compare and two
-// blends, s formed as fma(x, x, py), and the next pair's root started ahead
-// of this pair's tail.
+// most); latency counts too, as the estimate from s and the range test on a
+// showed. Variants that measured the same or slower: the multipliers of the
+// bracket from the estimate by integer adds, or by two multiplies off the
+// root's path; a one-sided bracket (an add for rl, a reciprocal of 2c nudged
+// down by an integer add); four groups per test (1.6% faster alone, slower in
+// the full loop); integer compares; two-source permutes instead of the
+// shuffles and the final permute (or blends of shifted loads, or integer
+// shifts); the tests as integer differences gathered over several groups;
+// the test made in the squared domain (D against c*u, both from c's bits by
+// integer operations); a root from the reciprocal square root estimate and a
+// Newton step; the parts ordered by absolute values and min and max (without
+// AVX-512DQ) or by a compare and two blends; s formed as fma(x, x, py); and
+// the next pair's root started ahead of this pair's tail.
 #pragma once
 
 #include <immintrin.h>
@@ -96,12 +98,16 @@ namespace {
 // Ops provides: V (kLanes floats), kLanes, kSlack, kOrdered, load2 (x and y
 // from 2 * kLanes interleaved floats, in the lane order that store and stream
 // undo), set1, mul, add, sub, min, max, fmadd (a*b+c), fmsub (a*b-c), sqrt,
-// rcp (the estimate), certain (the bits of the lanes where rl == rh and
-// s >= limit in both of two groups; kAll when every lane is), store, stream;
-// where kOrdered, also order (|x| and |y|, the larger first).
+// rsqrt (the estimate), certain (the bits of the lanes where rl == rh and
+// key >= limit in every one of an array of groups; kAll when every lane is),
+// store, stream; where kOrdered, also order (|x| and |y|, the larger first).
+// key is what the range test reads: s, or in the ordered form a, which
+// comes out sooner (a >= 2^-36 gives s >= a^2 >= 2^-72; the few lanes with
+// a just below and s above go to the fallback, which costs nothing in
+// exactness).
 template <class Ops>
 struct MagnitudeGroup {
-  typename Ops::V rl, rh, s;
+  typename Ops::V rl, rh, key;
 };
 
 template <class Ops>
@@ -112,7 +118,7 @@ inline MagnitudeGroup<Ops> magnitude_group(const float* p) {
   const V px = Ops::mul(x, x), py = Ops::mul(y, y);
   const V s = Ops::add(px, py);
   // r = S - s, from the squares' and the sum's rounding errors.
-  V r;
+  V r, key = s;
   if constexpr (Ops::kOrdered) {
     // With the parts ordered, a >= b, one fused operation takes both the
     // smaller square's error and the sum's: z = s - a^2's rounding is exact
@@ -123,6 +129,7 @@ inline MagnitudeGroup<Ops> magnitude_group(const float* p) {
     Ops::order(x, y, a, b);
     const V pa = Ops::max(px, py);
     r = Ops::add(Ops::fmsub(a, a, pa), Ops::fmsub(b, b, Ops::sub(s, pa)));
+    key = a;
   } else {
     const V ex = Ops::fmsub(x, x, px), ey = Ops::fmsub(y, y, py);
     const V es = Ops::sub(Ops::min(px, py), Ops::sub(s, Ops::max(px, py)));
@@ -134,12 +141,12 @@ inline MagnitudeGroup<Ops> magnitude_group(const float* p) {
   const V t2 = Ops::mul(Ops::sub(r, w), Ops::rsqrt(s));
   const V rl = Ops::fmadd(t2, Ops::set1(0.5f - 0.5f * Ops::kSlack), c);
   const V rh = Ops::fmadd(t2, Ops::set1(0.5f + 0.5f * Ops::kSlack), c);
-  return {rl, rh, s};
+  return {rl, rh, key};
 }
 
-template <class Ops>
-inline uint32_t magnitude_certain(const MagnitudeGroup<Ops>& g0, const MagnitudeGroup<Ops>& g1) {
-  return Ops::certain(g0.rl, g0.rh, g0.s, g1.rl, g1.rh, g1.s, Ops::set1(0x1p-72f));
+template <class Ops, int N>
+inline uint32_t magnitude_certain(const MagnitudeGroup<Ops> (&g)[N]) {
+  return Ops::certain(g, Ops::set1(Ops::kOrdered ? 0x1p-36f : 0x1p-72f));
 }
 
 // How far ahead of the loop the input is prefetched on long records.
@@ -170,23 +177,28 @@ void magnitude_c32f32(const float* in, float* out, uint64_t n) {
       Ops::store(out + at, r);
     }
   };
-  // Two groups per step, one test for both: fewer branches, and the two
-  // groups' long dependency chains overlap.
+  // Two groups per step, one test for both: fewer branches and range tests,
+  // and the two groups' long dependency chains overlap. (Four per step ran
+  // 1-4% slower: with that many vectors live the loop spilled.)
   auto groups = [&]<bool kFar>(uint64_t end) {
+    constexpr int N = 2;
     while (i + W <= end) {
-      for (; i + 2 * W <= end; i += 2 * W) {
-        const MagnitudeGroup<Ops> g0 = magnitude_group<Ops>(in + 2 * i), g1 = magnitude_group<Ops>(in + 2 * i + 2 * W);
-        if (magnitude_certain(g0, g1) != Ops::kAll) break;
-        emit.template operator()<kFar>(i, g0.rh);
-        emit.template operator()<kFar>(i + W, g1.rh);
+      for (; i + N * W <= end; i += N * W) {
+        MagnitudeGroup<Ops> g[N];
+#pragma GCC unroll 8
+        for (int k = 0; k < N; ++k) g[k] = magnitude_group<Ops>(in + 2 * (i + k * W));
+        if (magnitude_certain(g) != Ops::kAll) break;
+#pragma GCC unroll 8
+        for (int k = 0; k < N; ++k) emit.template operator()<kFar>(i + k * W, g[k].rh);
       }
-      // The last group, or the first of a pair that holds a hard lane.
-      if (i + W > end) break;
-      if (const MagnitudeGroup<Ops> g = magnitude_group<Ops>(in + 2 * i); magnitude_certain(g, g) == Ops::kAll)
-        emit.template operator()<kFar>(i, g.rh);
-      else
-        magnitude_c32f32_plain(in + 2 * i, out + i, W);
-      i += W;
+      // The last few groups, or those of a step that holds a hard lane, one
+      // at a time.
+      for (int k = 0; k < N && i + W <= end; ++k, i += W) {
+        if (const MagnitudeGroup<Ops> g[1] = {magnitude_group<Ops>(in + 2 * i)}; magnitude_certain(g) == Ops::kAll)
+          emit.template operator()<kFar>(i, g[0].rh);
+        else
+          magnitude_c32f32_plain(in + 2 * i, out + i, W);
+      }
     }
   };
   if (vector) {
