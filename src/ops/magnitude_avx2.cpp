@@ -11,7 +11,7 @@ namespace {
 struct Avx2 {
   using V = __m256;
   static constexpr uint64_t kLanes = 8;
-  // The reciprocal estimate is good to 1.5 * 2^-12.
+  // The reciprocal square root estimate is good to 1.5 * 2^-12.
   static constexpr float kSlack = 0x1p-10f;
   // In-lane shuffles of two loads (complex 0-3 and 4-7) give the parts in
   // the order 0 1 4 5 2 3 6 7; store puts the results back in order with

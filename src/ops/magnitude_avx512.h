@@ -23,7 +23,7 @@ template <bool kOrderedParts>
 struct Avx512 {
   using V = __m512;
   static constexpr uint64_t kLanes = 16;
-  // The reciprocal estimate is good to 2^-14.
+  // The reciprocal square root estimate is good to 2^-14.
   static constexpr float kSlack = 0x1p-13f;
   static constexpr bool kOrdered = kOrderedParts;
   // In-lane shuffles of two loads (complex 0-7 and 8-15) give the parts in
@@ -64,14 +64,10 @@ struct Avx512 {
   // separate tests.
   template <class G, int N>
   static uint32_t certain(const G (&g)[N], V limit) {
-    __m512i least[N];
+    __m512i least = _mm512_castps_si512(g[0].key);
 #pragma GCC unroll 8
-    for (int k = 0; k < N; ++k) least[k] = _mm512_castps_si512(g[k].key);
-#pragma GCC unroll 8
-    for (int step = 1; step < N; step *= 2)  // a tree, not a chain
-#pragma GCC unroll 8
-      for (int k = 0; k + step < N; k += 2 * step) least[k] = _mm512_min_epu32(least[k], least[k + step]);
-    __mmask16 m = _mm512_cmpge_epu32_mask(least[0], _mm512_castps_si512(limit));
+    for (int k = 1; k < N; ++k) least = _mm512_min_epu32(least, _mm512_castps_si512(g[k].key));
+    __mmask16 m = _mm512_cmpge_epu32_mask(least, _mm512_castps_si512(limit));
 #pragma GCC unroll 8
     for (int k = 0; k < N; ++k) m = _mm512_mask_cmp_ps_mask(m, g[k].rl, g[k].rh, _CMP_EQ_OQ);
     return m;

@@ -22,9 +22,10 @@
 //     - ordered (where vrangeps orders the parts: a = the larger of |x| and
 //       |y|, b the smaller): pa = max(px, py) = a*a rounded, z = s - pa is
 //       exact (Sterbenz), and fma(b, b, -z) = eb + es is that small value
-//       rounded once, so r = fma(a, a, -pa) + fma(b, b, -z): three
-//       operations fewer. s still comes from x and y, so a NaN part, which
-//       vrangeps drops, still makes s a NaN.
+//       rounded once, so r = fma(a, a, -pa) + fma(b, b, -z): five
+//       operations instead of eight, and two more that order. s still comes
+//       from x and y, so a NaN part, which vrangeps drops, still makes s a
+//       NaN.
 //  3. c = RN(sqrt(s)), the processor's correctly rounded square root, and
 //     g ~ 1/sqrt(s) from the reciprocal square root estimate: taken from s,
 //     it runs beside the root instead of after it.
