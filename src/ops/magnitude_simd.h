@@ -71,7 +71,11 @@
 // single-precision roots. Taking out any vector operation saves 0.5 to 0.7
 // cycles (the multiply class, compares into masks and permutes cost the
 // most); latency counts too, as the estimate from s and the range test on a
-// showed. Variants that measured the same or slower: the multipliers of the
+// showed. The square root itself (one per 10 cycles) runs beside everything
+// else; the pressure is on the two multiply pipes, which also take the
+// reciprocal square root estimate and every compare into a mask (about ten
+// of the group's operations), while vrangeps shares the add pipes.
+// Variants that measured the same or slower: the multipliers of the
 // bracket from the estimate by integer adds, or by two multiplies off the
 // root's path; a one-sided bracket (an add for rl, a reciprocal of 2c nudged
 // down by an integer add); four groups per test (1.6% faster alone, slower in
@@ -81,8 +85,13 @@
 // the test made in the squared domain (D against c*u, both from c's bits by
 // integer operations); a root from the reciprocal square root estimate and a
 // Newton step; the parts ordered by absolute values and min and max (without
-// AVX-512DQ) or by a compare and two blends; s formed as fma(x, x, py); and
-// the next pair's root started ahead of this pair's tail.
+// AVX-512DQ), by integer max and min of the bits with the sign cleared, or by
+// a compare and two blends; s formed as fma(x, x, py); in the ordered form,
+// pa = a*a and s = fma(b, b, pa), two operations fewer but both on the
+// multiply pipes (1.5% faster with b from vrangeps, which then drops a NaN
+// part from s; with b as x ^ y ^ a, which keeps it, no faster); the
+// equality tests as a subtraction per group and one test of their union;
+// and the next pair's root started ahead of this pair's tail.
 #pragma once
 
 #include <immintrin.h>
