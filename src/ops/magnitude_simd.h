@@ -69,29 +69,31 @@
 // two 256-bit halves): a group of 16 lanes takes about 14.5 cycles in the
 // ordered form, 15 in the unordered one, against 10 for a loop of bare
 // single-precision roots. Taking out any vector operation saves 0.5 to 0.7
-// cycles (the multiply class, compares into masks and permutes cost the
-// most); latency counts too, as the estimate from s and the range test on a
-// showed. The square root itself (one per 10 cycles) runs beside everything
-// else; the pressure is on the two multiply pipes, which also take the
-// reciprocal square root estimate and every compare into a mask (about ten
-// of the group's operations), while vrangeps shares the add pipes.
-// Variants that measured the same or slower: the multipliers of the
+// cycles (the multiply class, compares into masks and permutes cost the most);
+// latency counts too, as the estimate from s and the range test on a showed.
+// The machine issues two 512-bit operations per cycle, at most one of them on
+// the multiply pipes, which also take the reciprocal square root estimate,
+// every compare into a mask and about two cycles of each square root (one root
+// per 10 cycles); vrangeps shares the add pipes. No single count predicts the
+// time, though: taking one operation off the multiply pipes did not pay either
+// (below). Variants that measured the same or slower: the multipliers of the
 // bracket from the estimate by integer adds, or by two multiplies off the
-// root's path; a one-sided bracket (an add for rl, a reciprocal of 2c nudged
-// down by an integer add); four groups per test (1.6% faster alone, slower in
-// the full loop); integer compares; two-source permutes instead of the
-// shuffles and the final permute (or blends of shifted loads, or integer
-// shifts); the tests as integer differences gathered over several groups;
-// the test made in the squared domain (D against c*u, both from c's bits by
-// integer operations); a root from the reciprocal square root estimate and a
-// Newton step; the parts ordered by absolute values and min and max (without
-// AVX-512DQ), by integer max and min of the bits with the sign cleared, or by
-// a compare and two blends; s formed as fma(x, x, py); in the ordered form,
-// pa = a*a and s = fma(b, b, pa), two operations fewer but both on the
-// multiply pipes (1.5% faster with b from vrangeps, which then drops a NaN
-// part from s; with b as x ^ y ^ a, which keeps it, no faster); the
-// equality tests as a subtraction per group and one test of their union;
-// and the next pair's root started ahead of this pair's tail.
+// root's path; a one-sided bracket (an add for rl, with a reciprocal of 2c, or
+// the estimate from s, halved and nudged down by one integer subtraction); four
+// groups per test (1.6% faster alone, slower in the full loop); integer
+// compares; two-source permutes instead of the shuffles and the final permute
+// (or blends of shifted loads, or integer shifts); the tests as integer
+// differences gathered over several groups; the test made in the squared domain
+// (D against c*u, both from c's bits by integer operations); a root from the
+// reciprocal square root estimate and a Newton step; the parts ordered by
+// absolute values and min and max (without AVX-512DQ), by integer max and min
+// of the bits with the sign cleared, or by a compare and two blends; s formed
+// as fma(x, x, py); in the ordered form, pa = a*a and s = fma(b, b, pa), two
+// operations fewer but both on the multiply pipes (1.5% faster with b from
+// vrangeps, which then drops a NaN part from s; with b as x ^ y ^ a, which
+// keeps it, no faster); the equality tests as a subtraction per group and one
+// test of their union; and the next pair's root started ahead of this pair's
+// tail.
 #pragma once
 
 #include <immintrin.h>
