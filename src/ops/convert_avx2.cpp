@@ -59,6 +59,12 @@ struct Avx2Exact : simd::Avx256 {
   static __m256d mul(__m256d x, __m256d s) { return _mm256_mul_pd(x, s); }
   static __m256 madd(__m256 x, __m256 s, __m256 o) { return _mm256_add_ps(_mm256_mul_ps(x, s), o); }
   static __m256d madd(__m256d x, __m256d s, __m256d o) { return _mm256_add_pd(_mm256_mul_pd(x, s), o); }
+  static __m256 madd_on_fma(__m256 x, __m256 s, __m256 o) {
+    return _mm256_fmadd_ps(_mm256_mul_ps(x, s), _mm256_set1_ps(1.0f), o);
+  }
+  static __m256d madd_on_fma(__m256d x, __m256d s, __m256d o) {
+    return _mm256_fmadd_pd(_mm256_mul_pd(x, s), _mm256_set1_pd(1.0), o);
+  }
   static __m256 narrow(const double* p, __m256d s, __m256d o) {
     const __m128 lo = _mm256_cvtpd_ps(madd(_mm256_loadu_pd(p), s, o));
     const __m128 hi = _mm256_cvtpd_ps(madd(_mm256_loadu_pd(p + 4), s, o));

@@ -67,6 +67,12 @@ struct Avx512Exact : Avx512 {
   static __m512d mul(__m512d x, __m512d s) { return _mm512_mul_pd(x, s); }
   static __m512 madd(__m512 x, __m512 s, __m512 o) { return _mm512_add_ps(_mm512_mul_ps(x, s), o); }
   static __m512d madd(__m512d x, __m512d s, __m512d o) { return _mm512_add_pd(_mm512_mul_pd(x, s), o); }
+  static __m512 madd_on_fma(__m512 x, __m512 s, __m512 o) {
+    return _mm512_fmadd_ps(_mm512_mul_ps(x, s), _mm512_set1_ps(1.0f), o);
+  }
+  static __m512d madd_on_fma(__m512d x, __m512d s, __m512d o) {
+    return _mm512_fmadd_pd(_mm512_mul_pd(x, s), _mm512_set1_pd(1.0), o);
+  }
   // Eight doubles give eight floats, stored as a 256-bit vector: joining two
   // halves into one 512-bit store would put a shuffle on every step's
   // latency, which short blocks feel and long ones do not repay.
