@@ -18,7 +18,8 @@
 //     of half its width) from as many doubles as it has lanes, with store and
 //     stream for that vector too
 //   set1, madd (mul+add or fused), store, stream for F and D; the traits of
-//     the wide paths also mul and fmadd
+//     the wide paths also mul and fmadd, and, where they can fuse,
+//     madd_on_fma (mul, then the add as a fused multiply-add by one)
 //
 // Integers up to 16 bits fit any float exactly, so their conversion cannot
 // round; wider ones round once, as the scalar conversion does. Every element,
