@@ -45,6 +45,14 @@ extern "C" {
  * worker). Tasks may be created and waited for from any number of threads
  * at once; each task is waited for and deleted by one thread.
  *
+ * Idle workers spin for 100 us, then sleep. A program that queues work at a
+ * steady pace (every few milliseconds, up to 20 ms apart) finds them
+ * awake: they learn the pace and spin again from shortly before the next
+ * task is due to shortly after, a quarter of the period (at most half, for
+ * periods below 0.8 ms). When the tasks stop, workers sleep after one such
+ * window. Set the environment variable `MORVEX_TP_WAIT_POLICY=passive`
+ * before the pool starts to keep them asleep between tasks.
+ *
  * Contexts: NULL names the default pool, started by the first
  * morvex_tp_init() and stopped by the last morvex_tp_fini(). Private pools can be
  * made with morvex_tp_context_create(). When the default pool is not running,

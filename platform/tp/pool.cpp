@@ -19,6 +19,10 @@
 //    spinning worker and hand over in well under a microsecond, while an idle
 //    pool costs no CPU. Sleepers are counted, so a submitter issues the wake-up
 //    system call only when someone actually sleeps.
+//  - Workers keep time with a steady caller (cadence.h). A program that
+//    splits every few milliseconds would find them asleep every time; they
+//    learn the pace and are back, spinning, shortly before the next split is
+//    due. MORVEX_TP_WAIT_POLICY=passive in the environment turns this off.
 //  - Waiters help. morvex_tp_wait takes a task that no worker has started yet
 //    off the queue and runs it on the waiting thread. A waiter thus never
 //    depends on a worker being free or awake: if the worker is still waking
@@ -47,32 +51,49 @@
 #include <chrono>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 #include <new>
 #include <thread>
 #include <vector>
+
+#include "cadence.h"
 
 namespace {
 
 constexpr uint32_t kQueued = 0, kRunning = 1, kDone = 2, kWaiterAsleep = 4;
 constexpr auto kSpin = std::chrono::microseconds(100);
 
-long futex(std::atomic<uint32_t>* word, int op, uint32_t value) {
-  return syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), op | FUTEX_PRIVATE_FLAG, value, nullptr,
-                 nullptr, 0);
+int64_t now_ns() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+      .count();
 }
 
-// Spins with the pause instruction until pred() holds or the budget is spent;
-// the clock is read only every 64 rounds.
+long futex(std::atomic<uint32_t>* word, int op, uint32_t value, const timespec* timeout = nullptr) {
+  return syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), op | FUTEX_PRIVATE_FLAG, value, timeout, nullptr, 0);
+}
+
+// Spins with the pause instruction until pred() holds or the steady clock
+// passes deadline (ns); the clock is read only every 64 rounds.
 template <class Pred>
-bool spin_until(Pred pred) {
-  const auto deadline = std::chrono::steady_clock::now() + kSpin;
+bool spin_until(Pred pred, int64_t deadline) {
   for (unsigned round = 1;; ++round) {
     if (pred()) return true;
     _mm_pause();
-    if ((round & 63) == 0 && std::chrono::steady_clock::now() > deadline) return pred();
+    if ((round & 63) == 0 && now_ns() > deadline) return pred();
   }
+}
+
+template <class Pred>
+bool spin_until(Pred pred) {
+  return spin_until(pred, now_ns() + std::chrono::nanoseconds(kSpin).count());
+}
+
+bool anticipating() {
+  const char* policy = std::getenv("MORVEX_TP_WAIT_POLICY");
+  return !policy || std::strcmp(policy, "passive") != 0;
 }
 
 class Pool;
@@ -104,6 +125,7 @@ class Pool {
   ~Pool() { stop(); }
 
   void submit(morvex_tp_task* t) {
+    if (anticipate_) cadence_.submitted(now_ns());
     {
       std::lock_guard<std::mutex> guard(lock_);
       t->prev = tail_;
@@ -174,19 +196,37 @@ class Pool {
   }
 
   void work() {
+    const auto ready = [this] { return queued_.load(std::memory_order_relaxed) != 0 || stopping_.load(); };
     for (;;) {
       if (morvex_tp_task* t = pop()) {
         run(t);
         continue;
       }
       if (stopping_.load()) return;  // queue seen empty after the stop flag
-      if (spin_until([this] { return queued_.load(std::memory_order_relaxed) != 0 || stopping_.load(); }))
-        continue;
-      const uint32_t seen = epoch_.load();
-      sleepers_.fetch_add(1);
-      if (queued_.load() == 0 && !stopping_.load()) futex(&epoch_, FUTEX_WAIT, seen);
-      sleepers_.fetch_sub(1);
+      if (spin_until(ready)) continue;
+      // Back for the next split of a steady caller; one that does not come
+      // in its window leaves the worker to a plain sleep, so a program that
+      // stops splitting costs one window.
+      if (anticipate_) {
+        const morvex::tp::Cadence::Window w = cadence_.next();
+        const int64_t now = now_ns();
+        if (now < w.until) {
+          if (now < w.from) sleep(w.from - now);
+          if (spin_until(ready, w.until)) continue;
+        }
+      }
+      sleep(-1);
     }
+  }
+
+  // Sleeps until a submission wakes this worker, or for at most ns (< 0: no
+  // limit).
+  void sleep(int64_t ns) {
+    const timespec timeout{time_t(ns / 1'000'000'000), long(ns % 1'000'000'000)};
+    const uint32_t seen = epoch_.load();
+    sleepers_.fetch_add(1);
+    if (queued_.load() == 0 && !stopping_.load()) futex(&epoch_, FUTEX_WAIT, seen, ns < 0 ? nullptr : &timeout);
+    sleepers_.fetch_sub(1);
   }
 
   void stop() {
@@ -205,6 +245,8 @@ class Pool {
   std::atomic<uint32_t> epoch_{0};
   std::atomic<uint32_t> sleepers_{0};
   std::atomic<bool> stopping_{false};
+  const bool anticipate_ = anticipating();
+  morvex::tp::Cadence cadence_;
   // Counted by whichever thread runs a task, read only for the status: on a
   // line of its own, away from the words every hand-off touches.
   alignas(64) std::atomic<uint64_t> completed_{0};

@@ -19,6 +19,7 @@
 #include "frame/split.h"
 #include "morvex-m.h"
 #include "morvex-tp.h"
+#include "tp/cadence.h"
 
 namespace {
 
@@ -143,6 +144,39 @@ TEST(PoolConcurrency, IdleWorkersFallAsleepAndWakeUp) {
   run_all(nullptr, second);
   EXPECT_EQ(ran_once(second), 0);
   morvex_tp_fini();
+}
+
+// When a worker is back for a steady caller: submission times in, the window
+// it spins in out (or none).
+TEST(PoolCadence, WindowAroundTheNextSplit) {
+  using morvex::tp::Cadence;
+  constexpr int64_t us = 1000, ms = 1000 * us, t0 = 1000 * ms;
+  struct Case {
+    const char* what; std::vector<int64_t> at; int64_t from, until;  // until 0: no window
+  } cases[] = {
+      {"first submission", {t0}, 0, 0},
+      {"steady 2 ms: lead 2/8 ms", {t0, t0 + 2 * ms}, t0 + 4 * ms - 250 * us, t0 + 4 * ms + 250 * us},
+      {"8 ms: lead 1 ms", {t0, t0 + 8 * ms}, t0 + 15 * ms, t0 + 17 * ms},
+      {"1 ms: lead 200 us", {t0, t0 + ms}, t0 + 2 * ms - 200 * us, t0 + 2 * ms + 200 * us},
+      {"400 us: lead a quarter", {t0, t0 + 400 * us}, t0 + 700 * us, t0 + 900 * us},
+      {"tasks of one split are no gap", {t0, t0 + 2 * ms, t0 + 2 * ms + 49 * us}, t0 + 4049 * us - 250 * us,
+       t0 + 4049 * us + 250 * us},
+      {"50 us is a gap", {t0, t0 + 50 * us}, t0 + 100 * us - 12500, t0 + 100 * us + 12500},
+      {"20 ms is a cadence", {t0, t0 + 20 * ms}, t0 + 37500 * us, t0 + 42500 * us},
+      {"longer is none", {t0, t0 + 20 * ms + 1}, 0, 0},
+      {"a long pause ends it", {t0, t0 + 2 * ms, t0 + 30 * ms}, 0, 0},
+  };
+  for (const Case& c : cases) {
+    Cadence cadence;
+    for (int64_t t : c.at) cadence.submitted(t);
+    const Cadence::Window w = cadence.next();
+    if (c.until == 0) {
+      EXPECT_LE(w.until, c.at.back()) << c.what;
+    } else {
+      EXPECT_EQ(w.from, c.from) << c.what;
+      EXPECT_EQ(w.until, c.until) << c.what;
+    }
+  }
 }
 
 // ---------------------------------------------------------------- the splitter
