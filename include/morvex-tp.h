@@ -48,8 +48,8 @@ extern "C" {
  * Idle workers spin for 100 us, then sleep. A program that queues work at a
  * steady pace (every few milliseconds, up to 20 ms apart) finds them
  * awake: they learn the pace and spin again from shortly before the next
- * task is due to shortly after, a quarter of the period (at most half, for
- * periods below 0.8 ms). When the tasks stop, workers sleep after one such
+ * task is due to shortly after, a quarter of the period (up to half, for
+ * periods below 1.6 ms). When the tasks stop, workers sleep after one such
  * window. Set the environment variable `MORVEX_TP_WAIT_POLICY=passive`
  * before the pool starts to keep them asleep between tasks.
  *

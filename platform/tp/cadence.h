@@ -9,9 +9,11 @@
 // worker sleeps only until a lead before the next split is due and spins
 // until a lead after it. The lead is an eighth of the period, which holds the
 // spread of the gaps seen on the reference machine between long transforms
-// (a few hundred microseconds at 7 ms); below 1.6 ms it is 200 us, or a
+// (a few hundred microseconds at 7 ms; a sixteenth missed one split in five,
+// and a lead from a running mean of that spread, shorter on average, gained
+// less than this one); below 1.6 ms it is 200 us, or a
 // quarter of the period when that is less. So the time spun is a quarter of
-// the period, at most half of it for periods below 0.8 ms.
+// the period, up to half of it for periods below 1.6 ms.
 #pragma once
 
 #include <atomic>
