@@ -23,7 +23,7 @@
 namespace morvex::frame {
 
 // The conditions of the variants, as values.
-enum class Isa : uint8_t { plain, sse42, avx, avx2_fma3, avx512, avx512dq };
+enum class Isa : uint8_t { plain, sse42, avx, avx2_fma3, avx512, avx512dq, avx512bw };
 
 inline bool allowed(Isa v) {
   switch (v) {
@@ -32,6 +32,7 @@ inline bool allowed(Isa v) {
     case Isa::avx2_fma3: return use_avx2_fma3();
     case Isa::avx512: return use_avx512();
     case Isa::avx512dq: return use_avx512dq();
+    case Isa::avx512bw: return use_avx512bw();
     case Isa::plain: break;
   }
   return true;
@@ -45,6 +46,7 @@ constexpr const char* isa_name(Isa v) {
     case Isa::avx2_fma3: return "avx2+fma3";
     case Isa::avx512: return "avx512f+cd";
     case Isa::avx512dq: return "avx512f+cd+dq";
+    case Isa::avx512bw: return "avx512f+cd+bw";
     case Isa::plain: break;
   }
   return "plain";
@@ -92,7 +94,8 @@ struct Ladder {
 // conversions per element, and on the reference machine (512-bit operations
 // issued as two 256-bit halves) the 256-bit kernel ran 10-20% faster.
 // The magnitude's first variant also needs AVX-512DQ, for the one instruction
-// that orders the two parts by size.
+// that orders the two parts by size; the 8- and 16-bit extremes' first needs
+// AVX-512BW, for byte and word lanes in 512-bit vectors.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                                 \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)            \
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)                 \
@@ -101,7 +104,7 @@ struct Ladder {
   X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                       \
   X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)           \
   X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                  \
-  X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx2_fma3, sse42)            \
+  X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx512bw, avx2_fma3, sse42)  \
   X(minmax_f32,        "minmax_f32",                                                    sse42)                       \
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                  \
   X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx2_fma3, sse42)             \
@@ -120,7 +123,7 @@ struct Ladder {
 namespace call_time {
 namespace isa_names {
 constexpr Isa plain = Isa::plain, sse42 = Isa::sse42, avx = Isa::avx, avx2_fma3 = Isa::avx2_fma3,
-              avx512 = Isa::avx512, avx512dq = Isa::avx512dq;
+              avx512 = Isa::avx512, avx512dq = Isa::avx512dq, avx512bw = Isa::avx512bw;
 }
 using namespace isa_names;
 #define MORVEX_CALL_TIME_LADDER(id, exports, ...) using id = Ladder<__VA_ARGS__, plain>;

@@ -28,9 +28,10 @@ inline bool use_sse42() { return flag(kSse42); }
 inline bool use_avx() { return flag(kAvx); }
 inline bool use_avx2_fma3() { return flag(kAvx2) && flag(kFma3); }
 inline bool use_avx512() { return flag(kAvx512f) && flag(kAvx512cd); }
-// Only call-time kernels go further, and only where an instruction of
-// AVX-512DQ pays for the extra variant; the slot table stops at AVX-512F+CD.
+// Only call-time kernels go further, and only where AVX-512DQ or AVX-512BW
+// pays for the extra variant; the slot table stops at AVX-512F+CD.
 inline bool use_avx512dq() { return use_avx512() && flag(kAvx512dq); }
+inline bool use_avx512bw() { return use_avx512() && flag(kAvx512bw); }
 
 // Sets every flag from the processor (and the FFTW flags from whether FFTW is
 // loaded). Called by start-up.

@@ -46,6 +46,9 @@ MORVEX_MINMAX_KERNEL(double, f64, avx)
 MORVEX_MINMAX_KERNEL(int16_t, i16, avx2)
 MORVEX_MINMAX_KERNEL(uint8_t, u8, avx2)
 MORVEX_MINMAX_KERNEL(uint16_t, u16, avx2)
+MORVEX_MINMAX_KERNEL(int16_t, i16, avx512bw)
+MORVEX_MINMAX_KERNEL(uint8_t, u8, avx512bw)
+MORVEX_MINMAX_KERNEL(uint16_t, u16, avx512bw)
 #undef MORVEX_MINMAX_KERNEL
 
 // ---------------------------------------------------------------- searches

@@ -64,8 +64,8 @@ MORVEX_MINMAX_EXPORT(uint64_t, u64)
 #define MORVEX_MINMAX_EXPORT_INT(T, S)                                                                 \
   int32_t morvex_m_minmax_##S(const T* data, uint64_t count, T* min, T* max) {                         \
     using namespace reduce;                                                                            \
-    frame::call_time::minmax_int::choose(minmax_##S##_avx2, minmax_##S##_sse42, minmax_##S##_plain)(   \
-        data, count, min, max);                                                                        \
+    frame::call_time::minmax_int::choose(minmax_##S##_avx512bw, minmax_##S##_avx2, minmax_##S##_sse42, \
+                                         minmax_##S##_plain)(data, count, min, max);                   \
     return 0;                                                                                          \
   }
 MORVEX_MINMAX_EXPORT_INT(int16_t, i16)

@@ -2,7 +2,7 @@
 """Checks of the build's products, by the first argument:
   exports LIB LIST    the dynamic symbol table of LIB is exactly the export list
   isa OBJECT...       objects built for one instruction set (name_sse42.cpp,
-                      _avx, _avx2, _avx512, _avx512dq) define no weak symbols:
+                      _avx, _avx2, _avx512, _avx512dq, _avx512bw) define no weak symbols:
                       the linker keeps one copy of such a symbol for the whole
                       library and might hand the AVX2 copy to a caller built
                       for the baseline
@@ -28,7 +28,7 @@ if kind == "exports":
     want = {line.strip() for line in open(args[1]) if line.strip()}
     problems = [f"missing export: {s}" for s in sorted(want - have)] + [f"not in the list: {s}" for s in sorted(have - want)]
 elif kind == "isa":
-    objects = [o for o in args if re.search(r"_(sse42|avx|avx2|avx512|avx512dq)\.cpp\.o$", o)]
+    objects = [o for o in args if re.search(r"_(sse42|avx|avx2|avx512|avx512dq|avx512bw)\.cpp\.o$", o)]
     problems = [f"{o}: weak symbol {p[2]}" for o in objects for p in (l.split(maxsplit=2) for l in nm("-C", o))
                 if len(p) == 3 and p[1] in ("W", "V", "u")] + ([] if objects else ["no instruction-set objects found"])
 elif kind == "cos-table":

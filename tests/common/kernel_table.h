@@ -82,6 +82,7 @@ enum KernelFlags : uint16_t {
   kStreams = 8,    // also a length whose output (8 MiB and more) takes the streaming stores
   kPointers = 16,  // needs real arrays even for a count of 0 (reads data[0], writes results)
   kDqVariant = 32, // has an AVX-512DQ variant: also checked with only DQ switched off
+  kBwVariant = 64, // has an AVX-512BW variant: also checked with only BW switched off
 };
 
 struct KernelRow {
@@ -449,9 +450,9 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
                  __complex__ T z;                                                                                     \
                  __real__ z = I<T>(a)[2 * i], __imag__ z = I<T>(a)[2 * i + 1];                                         \
                  O<T>(a)[i] = CF(z); } }())), kPlainOnly | kInPlace)
-#define MORVEX_MINMAX_ROW(T, S) \
+#define MORVEX_MINMAX_ROW(T, S, FLAGS) \
   row<T>("reduce", "minmax_" #S, MORVEX_CALL(minmax4<T>(a, minmax_export<T, morvex_m_minmax_##S>)), \
-         MORVEX_CALL(minmax4<T>(a, reduce::minmax_##S##_plain)), kPointers).extra(4 * sizeof(T))
+         MORVEX_CALL(minmax4<T>(a, reduce::minmax_##S##_plain)), kPointers | FLAGS).extra(4 * sizeof(T))
 #define MORVEX_SEARCH_ROW(T, S, OP, ...) \
   row<T>("reduce", "index_" #OP "_" #S, \
          MORVEX_CALL(search4<T>(a, [](const T* x, uint64_t n, T h, T l, uint64_t& p) { \
@@ -546,8 +547,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
       MORVEX_COMPLEX_ROW(magnitude, double, c64f64, cabs), MORVEX_COMPLEX_ROW(atan2, float, c32f32, cargf),
       MORVEX_COMPLEX_ROW(atan2, double, c64f64, carg),
       // ---- reduce
-      MORVEX_MINMAX_ROW(int16_t, i16), MORVEX_MINMAX_ROW(uint8_t, u8), MORVEX_MINMAX_ROW(uint16_t, u16),
-      MORVEX_MINMAX_ROW(float, f32), MORVEX_MINMAX_ROW(double, f64), MORVEX_SEARCH_ROWS(uint8_t, u8), MORVEX_SEARCH_ROWS(uint16_t, u16),
+      MORVEX_MINMAX_ROW(int16_t, i16, kBwVariant), MORVEX_MINMAX_ROW(uint8_t, u8, kBwVariant),
+      MORVEX_MINMAX_ROW(uint16_t, u16, kBwVariant), MORVEX_MINMAX_ROW(float, f32, 0), MORVEX_MINMAX_ROW(double, f64, 0), MORVEX_SEARCH_ROWS(uint8_t, u8), MORVEX_SEARCH_ROWS(uint16_t, u16),
       MORVEX_EXTREME_ROW(int16_t, i16), MORVEX_EXTREME_ROW(uint8_t, u8), MORVEX_EXTREME_ROW(uint16_t, u16),
       MORVEX_EXTREME_ROW(float, f32), MORVEX_EXTREME_ROW(double, f64),
       // ---- generate: the cosine of the windows and waveforms is std::cos's, bit for bit

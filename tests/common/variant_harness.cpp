@@ -11,7 +11,8 @@ namespace morvex::test {
 const std::vector<KernelConfig>& kernel_configs() {
   static const std::vector<KernelConfig> configs = {
       {"all features", {}},
-      {"AVX-512DQ off", {MORVEX_M_OPT_AVX512DQ}, true},
+      {"AVX-512DQ off", {MORVEX_M_OPT_AVX512DQ}, kDqVariant},
+      {"AVX-512BW off", {MORVEX_M_OPT_AVX512BW}, kBwVariant},
       {"AVX-512 off", {MORVEX_M_OPT_AVX512F, MORVEX_M_OPT_AVX512CD, MORVEX_M_OPT_AVX512BW, MORVEX_M_OPT_AVX512DQ}},
       {"AVX2 and FMA3 off", {MORVEX_M_OPT_AVX2, MORVEX_M_OPT_FMA3}},
       {"AVX off", {MORVEX_M_OPT_AVX}},
@@ -24,10 +25,10 @@ void restore_processor_options() {
     if (e->id < MORVEX_M_OPT_IPP || e->id > MORVEX_M_OPT_FFTW3F) morvex_m_setopt(int32_t(e->id), 1);  // -1 where absent
 }
 
-void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body, bool dq_variant) {
+void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body, uint16_t variants) {
   restore_processor_options();
   for (const KernelConfig& config : kernel_configs()) {
-    if (config.dq_only && !dq_variant) continue;
+    if (config.only && !(variants & config.only)) continue;
     for (int32_t id : config.off) EXPECT_EQ(morvex_m_setopt(id, 0), 0);
     SCOPED_TRACE("kernel configuration: " + config.name); body(config);
   }
@@ -114,7 +115,7 @@ void check_kernel_row(const KernelRow& r) {
   if (r.flags & kPlainOnly) {
     body(kernel_configs()[0]);
   } else {
-    for_each_kernel_config(body, r.flags & kDqVariant);
+    for_each_kernel_config(body, r.flags & (kDqVariant | kBwVariant));
   }
   if (!(r.flags & kPointers)) {
     EXPECT_EQ(r.call({nullptr, nullptr, 0, r.s}), 0) << "count 0 on null pointers";

@@ -2,8 +2,8 @@
 // Kernel configurations and the variant harness.
 //
 // A configuration switches processor features off through the library's own
-// options, one more level each: all features; AVX-512DQ off (only for kernels
-// with a variant that needs it); AVX-512 off; AVX2 and FMA3 off; AVX off;
+// options, one more level each: all features; AVX-512DQ off and AVX-512BW
+// off (each only for kernels with a variant that needs it); AVX-512 off; AVX2 and FMA3 off; AVX off;
 // SSE4.2 off (plain kernels only). for_each_kernel_config runs a body under
 // each in turn (with a SCOPED_TRACE naming it) and switches every feature back
 // on afterwards; the library must be started.
@@ -31,10 +31,11 @@ namespace morvex::test {
 struct KernelConfig {
   std::string name;
   std::vector<int32_t> off;  // option ids switched off, on top of the previous configuration
-  bool dq_only = false;      // only for kernels with an AVX-512DQ variant
+  uint16_t only = 0;         // a KernelFlags variant bit: only for kernels with that variant (0: all)
 };
 const std::vector<KernelConfig>& kernel_configs();
-void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body, bool dq_variant = false);
+// variants: the KernelFlags variant bits (kDqVariant, kBwVariant) of the code under test.
+void for_each_kernel_config(const std::function<void(const KernelConfig&)>& body, uint16_t variants = 0);
 void restore_processor_options();  // every feature back on, as far as the processor has it
 bool fused_kernels_enabled();      // AVX2+FMA3 or AVX-512F+CD kernels allowed now
 

@@ -74,7 +74,7 @@ check_info() {  # LD_LIBRARY_PATH ("" for none), directory of the library shown,
   head -n1 "$work/info.txt" | grep -qF "libmorvex-m $version ($2/libmorvex-m.so." || fail "version line: $(head -n1 "$work/info.txt")"
   grep -q "), headers $version\$" "$work/info.txt" || fail "headers version"
   [ "$(grep -cE '^  (double|single) +libfftw3f?\.so\.3 +can(not)? be loaded$' "$work/info.txt")" = 2 ] || fail "FFTW lines"
-  local kernel='(plain|sse4\.2|avx|avx2\+fma3|avx512f\+cd)$' family='(plain|sse4\.2|avx|avx2\+fma3|avx512f\+cd(\+dq)?)$'
+  local kernel='(plain|sse4\.2|avx|avx2\+fma3|avx512f\+cd)$' family='(plain|sse4\.2|avx|avx2\+fma3|avx512f\+cd(\+dq|\+bw)?)$'
   if [ "$3" = described ]; then
     [ "$(sed -n '/^kernel slots/,/^$/p' "$work/info.txt" | grep -cE "^  [a-z0-9_]+ +$kernel")" = 22 ] || fail "22 slots"
     sed -n '/^call-time families/,$p' "$work/info.txt" | tail -n +2 > "$work/families.txt"

@@ -95,7 +95,7 @@ TEST(OpsMagnitude, SameResultUnderFlushToZero) {
   morvex::test::for_each_kernel_config([&](const auto&) {
     with_ftz_daz([&] { morvex_m_magnitude_c32f32(reinterpret_cast<const morvex_m_c32f32*>(p.data()), got.data(), n); });
     EXPECT_TRUE(all_same_bits(got.data(), want.data(), n));
-  }, /*dq_variant=*/true);
+  }, morvex::test::kDqVariant);
 }
 
 TEST(OpsDeinterleave, TotalsAndTheGenericForm) {
