@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The cadence of the splits a program submits, and when an idle worker should
-// be back for the next one.
+// The cadence of the splits a program submits, as the workers see them, and
+// when an idle worker should be back for the next one.
 //
 // A program that splits at a steady pace (a long window on every acquisition
 // block, a few milliseconds apart) finds the pool's workers asleep every
@@ -23,7 +23,7 @@ namespace morvex::tp {
 
 class Cadence {
  public:
-  // Submissions closer together than kBurst belong to one split; gaps between
+  // Tasks seen closer together than kBurst belong to one split; gaps between
   // splits longer than kMaxPeriod are no cadence.
   static constexpr int64_t kBurst = 50'000, kMaxPeriod = 20'000'000, kLeadMin = 200'000;  // ns
 
@@ -38,9 +38,9 @@ class Cadence {
     return period / 8 > floor ? period / 8 : floor;
   }
 
-  // A task was submitted at now (steady clock, ns). Submitters may race here:
-  // a lost update only spoils one prediction.
-  void submitted(int64_t now) {
+  // A worker saw a task at now (steady clock, ns): took it, or was woken for
+  // it. Workers may race here: a lost update only spoils one prediction.
+  void seen(int64_t now) {
     const int64_t gap = now - last_.exchange(now, std::memory_order_relaxed);
     if (gap >= kBurst) period_.store(gap <= kMaxPeriod ? gap : 0, std::memory_order_relaxed);
   }
@@ -53,7 +53,7 @@ class Cadence {
   }
 
  private:
-  std::atomic<int64_t> last_{0};    // the last submission; 0 (boot) makes the first gap no cadence
+  std::atomic<int64_t> last_{0};    // the last task seen; 0 (boot) makes the first gap no cadence
   std::atomic<int64_t> period_{0};  // the last gap between splits; 0: none
 };
 

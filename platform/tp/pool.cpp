@@ -21,8 +21,10 @@
 //    system call only when someone actually sleeps.
 //  - Workers keep time with a steady caller (cadence.h). A program that
 //    splits every few milliseconds would find them asleep every time; they
-//    learn the pace and are back, spinning, shortly before the next split is
-//    due. MORVEX_TP_WAIT_POLICY=passive in the environment turns this off.
+//    learn the pace from the tasks they take (and the wake-ups a submission
+//    gives them), and are back, spinning, shortly before the next split is
+//    due. Nothing of this runs on the submitting thread: its hand-off costs
+//    what it did. MORVEX_TP_WAIT_POLICY=passive turns this off.
 //  - Waiters help. morvex_tp_wait takes a task that no worker has started yet
 //    off the queue and runs it on the waiting thread. A waiter thus never
 //    depends on a worker being free or awake: if the worker is still waking
@@ -125,7 +127,6 @@ class Pool {
   ~Pool() { stop(); }
 
   void submit(morvex_tp_task* t) {
-    if (anticipate_) cadence_.submitted(now_ns());
     {
       std::lock_guard<std::mutex> guard(lock_);
       t->prev = tail_;
@@ -199,6 +200,7 @@ class Pool {
     const auto ready = [this] { return queued_.load(std::memory_order_relaxed) != 0 || stopping_.load(); };
     for (;;) {
       if (morvex_tp_task* t = pop()) {
+        if (anticipate_) cadence_.seen(now_ns());
         run(t);
         continue;
       }
@@ -211,7 +213,7 @@ class Pool {
         const morvex::tp::Cadence::Window w = cadence_.next();
         const int64_t now = now_ns();
         if (now < w.until) {
-          if (now < w.from) sleep(w.from - now);
+          if (now < w.from && sleep(w.from - now)) continue;
           if (spin_until(ready, w.until)) continue;
         }
       }
@@ -220,13 +222,17 @@ class Pool {
   }
 
   // Sleeps until a submission wakes this worker, or for at most ns (< 0: no
-  // limit).
-  void sleep(int64_t ns) {
+  // limit); true if a submission came. The cadence counts it even when the
+  // waiter ran the task before this worker got to it.
+  bool sleep(int64_t ns) {
     const timespec timeout{time_t(ns / 1'000'000'000), long(ns % 1'000'000'000)};
     const uint32_t seen = epoch_.load();
     sleepers_.fetch_add(1);
     if (queued_.load() == 0 && !stopping_.load()) futex(&epoch_, FUTEX_WAIT, seen, ns < 0 ? nullptr : &timeout);
     sleepers_.fetch_sub(1);
+    const bool woken = epoch_.load() != seen;
+    if (woken && anticipate_) cadence_.seen(now_ns());
+    return woken;
   }
 
   void stop() {
@@ -246,7 +252,9 @@ class Pool {
   std::atomic<uint32_t> sleepers_{0};
   std::atomic<bool> stopping_{false};
   const bool anticipate_ = anticipating();
-  morvex::tp::Cadence cadence_;
+  // Written by workers only, after a hand-off: on a line of its own, away
+  // from the words the submitting thread writes.
+  alignas(64) morvex::tp::Cadence cadence_;
   // Counted by whichever thread runs a task, read only for the status: on a
   // line of its own, away from the words every hand-off touches.
   alignas(64) std::atomic<uint64_t> completed_{0};

@@ -146,7 +146,7 @@ TEST(PoolConcurrency, IdleWorkersFallAsleepAndWakeUp) {
   morvex_tp_fini();
 }
 
-// When a worker is back for a steady caller: submission times in, the window
+// When a worker is back for a steady caller: the times tasks were seen in, the window
 // it spins in out (or none).
 TEST(PoolCadence, WindowAroundTheNextSplit) {
   using morvex::tp::Cadence;
@@ -154,7 +154,7 @@ TEST(PoolCadence, WindowAroundTheNextSplit) {
   struct Case {
     const char* what; std::vector<int64_t> at; int64_t from, until;  // until 0: no window
   } cases[] = {
-      {"first submission", {t0}, 0, 0},
+      {"first task", {t0}, 0, 0},
       {"steady 2 ms: lead 2/8 ms", {t0, t0 + 2 * ms}, t0 + 4 * ms - 250 * us, t0 + 4 * ms + 250 * us},
       {"8 ms: lead 1 ms", {t0, t0 + 8 * ms}, t0 + 15 * ms, t0 + 17 * ms},
       {"1 ms: lead 200 us", {t0, t0 + ms}, t0 + 2 * ms - 200 * us, t0 + 2 * ms + 200 * us},
@@ -168,7 +168,7 @@ TEST(PoolCadence, WindowAroundTheNextSplit) {
   };
   for (const Case& c : cases) {
     Cadence cadence;
-    for (int64_t t : c.at) cadence.submitted(t);
+    for (int64_t t : c.at) cadence.seen(t);
     const Cadence::Window w = cadence.next();
     if (c.until == 0) {
       EXPECT_LE(w.until, c.at.back()) << c.what;
