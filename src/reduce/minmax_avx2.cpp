@@ -16,6 +16,7 @@ struct Avx2Common {
   using V = __m256i;
   static constexpr uint64_t kPairGroup = 4;  // eight needs more than the 16 registers
   static constexpr bool kKeepLoads = true;
+  static constexpr bool kMaxBySum = true;
   static V load(const T* p) { return _mm256_loadu_si256(reinterpret_cast<const V*>(p)); }
   static V load_aligned(const T* p) { return _mm256_load_si256(reinterpret_cast<const V*>(p)); }
   static T fold_min(V v) { return Lanes::fold_min(Lanes::min(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1))); }

@@ -91,21 +91,13 @@ inline V tree(const V (&v)[K], Op op) {
 
 // Ops provides: T, V, load (unaligned), load_aligned, min, max, add and sub
 // (wrapping), fold_min and fold_max (the extreme of all lanes of a vector),
-// kPairGroup (vectors per group when both extremes are wanted), optionally
-// kMaxBySum (false: each pair's maximum by max rather than as a + b - min,
-// which moves work off the ports min and max share on 32-byte vectors), and
+// kPairGroup (vectors per group when both extremes are wanted), kMaxBySum
+// (each pair's maximum as a + b - min rather than by max, which moves work
+// off the ports min and max share on 32-byte vectors), and
 // kKeepLoads (load each vector into a register rather than letting the
 // compiler fold the loads into the operations: with 32-byte vectors the
 // folded form kept the adder port from helping, 82 ns against 68 per 4096
 // u16 samples).
-template <class Ops>
-constexpr bool max_by_sum() {
-  if constexpr (requires { Ops::kMaxBySum; })
-    return Ops::kMaxBySum;
-  else
-    return true;
-}
-
 template <class Ops, bool kMin, bool kMax>
 void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typename Ops::T* pmax) {
   using T = typename Ops::T;
@@ -137,7 +129,7 @@ void int_minmax(const typename Ops::T* x, uint64_t n, typename Ops::T* pmin, typ
         V lo[P / 2], hi[P / 2];
         for (uint64_t g = 0; g < P / 2; ++g) {
           lo[g] = Ops::min(a[2 * g], a[2 * g + 1]);
-          if constexpr (max_by_sum<Ops>())
+          if constexpr (Ops::kMaxBySum)
             hi[g] = Ops::sub(Ops::add(a[2 * g], a[2 * g + 1]), lo[g]);
           else
             hi[g] = Ops::max(a[2 * g], a[2 * g + 1]);

@@ -20,6 +20,7 @@ struct SseCommon : Lanes {
   using V = __m128i;
   static constexpr uint64_t kPairGroup = 8;
   static constexpr bool kKeepLoads = false;
+  static constexpr bool kMaxBySum = true;
   static V load(const T* p) { return _mm_loadu_si128(reinterpret_cast<const V*>(p)); }
   static V load_aligned(const T* p) { return _mm_load_si128(reinterpret_cast<const V*>(p)); }
 };
