@@ -5,8 +5,10 @@
 #endif
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench_util.h"
@@ -223,6 +225,48 @@ void split_round_trips(benchmark::State& state, unsigned threads) {
   }
   state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
 }
+
+// The floor under a hand-off to a worker: one cache line sent to a thread
+// that spins on it and sent back, with nothing else done. A split whose chunk
+// a worker runs cannot return sooner, since the task and its completion each
+// cross between the processors; one can when the calling thread takes its
+// queued chunk back before a worker starts it, which is what happens when
+// the line between the two processors is slow. The hypervisor moves this
+// machine's processors about, and the round trip with them (from about 100 ns
+// to about 400 ns), so the two are read side by side in one run.
+void BM_line_round_trip(benchmark::State& state) {
+  alignas(64) std::atomic<uint64_t> line{0};
+  std::atomic<bool> done{false};
+  std::thread echo([&] {
+    uint64_t seen = 0;
+    while (!done.load(std::memory_order_relaxed)) {
+      const uint64_t v = line.load(std::memory_order_acquire);
+      if (v != seen && v % 2 == 1) {
+        seen = v + 1;
+        line.store(seen, std::memory_order_release);
+      }
+    }
+  });
+  std::vector<double> samples;
+  samples.reserve(1 << 20);
+  uint64_t v = 0;
+  for (auto _ : state) {
+    const auto t0 = std::chrono::steady_clock::now();
+    line.store(++v, std::memory_order_release);
+    while (line.load(std::memory_order_acquire) != v + 1) {
+    }
+    ++v;
+    const auto t1 = std::chrono::steady_clock::now();
+    const double s = std::chrono::duration<double>(t1 - t0).count();
+    state.SetIterationTime(s);
+    if (samples.size() < samples.capacity()) samples.push_back(s * 1e9);
+  }
+  done.store(true, std::memory_order_relaxed);
+  echo.join();
+  std::sort(samples.begin(), samples.end());
+  if (!samples.empty()) state.counters["median_ns"] = samples[samples.size() / 2];
+}
+BENCHMARK(BM_line_round_trip)->Arg(2)->UseManualTime();
 
 void BM_split_pool(benchmark::State& state) { split_round_trips(state, 0); }
 BENCHMARK(BM_split_pool)->Arg(2)->Arg(4096)->UseManualTime();
