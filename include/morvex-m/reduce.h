@@ -175,10 +175,10 @@ MORVEX_M_API int32_t morvex_m_minmax_f64(const double* data, uint64_t count, dou
  *
  * **Statuses.** Always 0.
  *
- * **Kernels.** The u8 and u16 level and band searches with SSE4.2,
- * `index_gte_u16` with AVX2 and FMA3 before that; the extreme searches with
- * AVX2 and FMA3, and for f32 and f64 with AVX-512F and AVX-512CD before that;
- * chosen at each call. They return exactly the index (and value) of the
+ * **Kernels.** The u8 and u16 level and band searches with AVX-512BW, else
+ * AVX2 and FMA3, else SSE4.2; the extreme searches with AVX2 and FMA3, and
+ * for f32 and f64 with AVX-512F and AVX-512CD before that; chosen at each
+ * call. They return exactly the index (and value) of the
  * element-by-element scan.
  *
  * **Example**: every sample of a u16 block above 3000

@@ -70,6 +70,8 @@ MORVEX_SEARCH_KERNELS(uint8_t, u8, sse42)
 MORVEX_SEARCH_KERNELS(uint16_t, u16, sse42)
 MORVEX_SEARCH_KERNELS(uint8_t, u8, avx2)
 MORVEX_SEARCH_KERNELS(uint16_t, u16, avx2)
+MORVEX_SEARCH_KERNELS(uint8_t, u8, avx512bw)
+MORVEX_SEARCH_KERNELS(uint16_t, u16, avx512bw)
 #undef MORVEX_SEARCH_KERNELS
 
 // Extreme searches as kernels: *value is the bar; the first index in

@@ -93,17 +93,19 @@ MORVEX_SEARCH_PLAIN(double, f64)
 #undef MORVEX_SEARCH_PLAIN
 
 // ---------------------------------------------------------------- kernel choice
-// frame/call_time.h: index_u8_u16 (AVX2 and FMA3, else SSE4.2, else plain).
+// frame/call_time.h: index_u8_u16 (AVX-512BW, else AVX2 and FMA3, else SSE4.2, else plain).
 #define MORVEX_SEARCH_LEVEL(T, S, OP)                                                                 \
   int32_t index_##OP(const T* x, uint64_t n, T l, uint64_t* p) {                                      \
     return from_position(n, p, [&](uint64_t s) {                                                      \
-      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx2, OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, l); \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx512bw, OP##_##S##_avx2, OP##_##S##_sse42, \
+                                                    OP##_##S##_plain)(x, s, n, l);                    \
     });                                                                                               \
   }
 #define MORVEX_SEARCH_BAND(T, S, OP)                                                                  \
   int32_t index_##OP(const T* x, uint64_t n, T h, T l, uint64_t* p) {                                 \
     return from_position(n, p, [&](uint64_t s) {                                                      \
-      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx2, OP##_##S##_sse42, OP##_##S##_plain)(x, s, n, h, l); \
+      return frame::call_time::index_u8_u16::choose(OP##_##S##_avx512bw, OP##_##S##_avx2, OP##_##S##_sse42, \
+                                                    OP##_##S##_plain)(x, s, n, h, l);                 \
     });                                                                                               \
   }
 #define MORVEX_SEARCH_ALL(T, S) \

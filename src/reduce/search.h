@@ -15,8 +15,8 @@
 //    relaxed byte loads (no lock, no processor query, no allocation), so it
 //    is cheap enough to call once per trigger step and follows morvex_m_setopt
 //    at once:
-//      u8 and u16 level and     AVX2 and FMA3, else SSE4.2, else plain
-//        band searches
+//      u8 and u16 level and     AVX-512BW, else AVX2 and FMA3, else SSE4.2,
+//        band searches          else plain
 //      i16, u8, u16 extremes    AVX2 and FMA3, else plain
 //      f32, f64 extremes        AVX-512, else AVX2 and FMA3, else plain;
 //                               from 8 MiB: AVX2 and FMA3, else plain

@@ -28,9 +28,9 @@ namespace morvex::reduce {
 namespace {
 
 // Ops provides: T, V, kLanes, kGroup (vectors per group), load,
-// load_aligned, set1, sub
-// (wrapping), min, max, subs (unsigned saturating), any (some lane non-zero),
-// nonzero_bits (movemask-style bits, sizeof(T) bits per non-zero lane).
+// load_aligned, set1, sub (wrapping), min, max, subs (unsigned saturating),
+// any (some lane non-zero), nonzero_bits (one bit per non-zero byte, as
+// movemask gives, so sizeof(T) bits per lane; 32 or 64 bits wide).
 template <class Ops, bool kAbove, bool kShift>
 inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, typename Ops::T k,
                          typename Ops::T shift) {
@@ -45,6 +45,8 @@ inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, t
       return v;
   };
   auto get = [&](uint64_t j) { return shifted(Ops::load(x + j)); };
+  // The lane of the lowest set bit.
+  auto lane = [](uint64_t bits) { return uint64_t(__builtin_ctzll(bits)) / sizeof(T); };
   // Non-zero lanes are the matches.
   auto matches = [&](V d) {
     if constexpr (kAbove)
@@ -72,7 +74,7 @@ inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, t
   // boundary on: aligned loads fold into the min/max instructions (SSE
   // cannot fold unaligned ones) and never straddle a cache line. Samples
   // that are not even aligned to their own size stay on unaligned loads.
-  if (const uint32_t bits = Ops::nonzero_bits(matches(get(i)))) return i + uint64_t(__builtin_ctz(bits)) / sizeof(T);
+  if (const uint64_t bits = Ops::nonzero_bits(matches(get(i)))) return i + lane(bits);
   const uintptr_t mis = reinterpret_cast<uintptr_t>(x + i) % sizeof(V);
   const bool aligned = mis % sizeof(T) == 0;
   i += aligned ? (sizeof(V) - mis) / sizeof(T) : W;
@@ -88,13 +90,13 @@ inline uint64_t find_vec(const typename Ops::T* x, uint64_t start, uint64_t n, t
   else
     group([](const T* p) { return Ops::load(p); });
   for (; n - i >= W; i += W) {
-    const uint32_t bits = Ops::nonzero_bits(matches(get(i)));
-    if (bits) return i + uint64_t(__builtin_ctz(bits)) / sizeof(T);
+    const uint64_t bits = Ops::nonzero_bits(matches(get(i)));
+    if (bits) return i + lane(bits);
   }
   if (i < n) {
     // Elements n - W .. i - 1 are at or after the start and already clean.
-    const uint32_t bits = Ops::nonzero_bits(matches(get(n - W)));
-    if (bits) return n - W + uint64_t(__builtin_ctz(bits)) / sizeof(T);
+    const uint64_t bits = Ops::nonzero_bits(matches(get(n - W)));
+    if (bits) return n - W + lane(bits);
   }
   return n;
 }

@@ -458,7 +458,7 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
          MORVEX_CALL(search4<T>(a, [](const T* x, uint64_t n, T h, T l, uint64_t& p) { \
            (void)h; (void)l; morvex_m_index_##OP##_##S(x, n, __VA_ARGS__, &p); })), \
          MORVEX_CALL(search4<T>(a, [](const T* x, uint64_t n, T h, T l, uint64_t& p) { \
-           (void)h; (void)l; p = p < n ? reduce::OP##_##S##_plain(x, p, n, __VA_ARGS__) : n; })), kPointers, {}, \
+           (void)h; (void)l; p = p < n ? reduce::OP##_##S##_plain(x, p, n, __VA_ARGS__) : n; })), kPointers | kBwVariant, {}, \
          fill_search<T>).extra(32)
 // Rising levels are searched at the high level, falling ones at the low; the
 // in-band search looks for the spikes above the high level (wrapping x - low
