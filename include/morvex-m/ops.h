@@ -408,8 +408,8 @@ MORVEX_M_API int32_t morvex_m_bit_mask_test_u16(const uint16_t* data, uint64_t c
  * `q = total / N` and `r = total % N`, channel k receives q samples, plus one
  * more from the incomplete last frame when `k < r`: nothing is dropped. A
  * total of 0 or below copies nothing. The 2- to 4-channel forms pick a
- * processor kernel at each call (AVX2+FMA3 for 2 channels of u8, SSE4.2);
- * every kernel gives the same output.
+ * processor kernel at each call (for 2 channels AVX-512BW, else AVX2+FMA3;
+ * then SSE4.2); every kernel gives the same output.
  *
  * `deinterleave` (any sample size) copies `count` samples of `size` bytes of
  * channel `channel` (from 0) out of a block of `channels` channels into

@@ -94,13 +94,14 @@ struct Ladder {
 // conversions per element, and on the reference machine (512-bit operations
 // issued as two 256-bit halves) the 256-bit kernel ran 10-20% faster.
 // The magnitude's first variant also needs AVX-512DQ, for the one instruction
-// that orders the two parts by size; the 8- and 16-bit extremes' and level
-// searches' first needs AVX-512BW, for byte and word lanes in 512-bit vectors.
+// that orders the two parts by size; the 8- and 16-bit extremes', level
+// searches' and two-channel deinterleave's first needs AVX-512BW, for byte
+// and word lanes in 512-bit vectors.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                                 \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)            \
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)                 \
   X(magnitude_c32f32,  "magnitude_c32f32",                                              avx512dq, avx512, avx2_fma3) \
-  X(deinterleave2,     "deinterleave2_u8 deinterleave2_u16",                            avx2_fma3, sse42)            \
+  X(deinterleave2,     "deinterleave2_u8 deinterleave2_u16",                            avx512bw, avx2_fma3, sse42)  \
   X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                       \
   X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)           \
   X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                  \

@@ -64,7 +64,9 @@ extern "C" {
 
 int32_t morvex_m_deinterleave2_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1) {
   uint8_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, call_time::deinterleave2::choose(deinterleave2_u8_avx2, deinterleave2_u8_sse42, deinterleave2_u8_plain));
+  return deinterleave<2>(src, total, dst,
+                         call_time::deinterleave2::choose(deinterleave2_u8_avx512bw, deinterleave2_u8_avx2,
+                                                          deinterleave2_u8_sse42, deinterleave2_u8_plain));
 }
 int32_t morvex_m_deinterleave3_u8(const uint8_t* src, int32_t total, uint8_t* dst0, uint8_t* dst1, uint8_t* dst2) {
   uint8_t* const dst[] = {dst0, dst1, dst2};
@@ -88,7 +90,9 @@ int32_t morvex_m_deinterleave6_u8(const uint8_t* src, int32_t total, uint8_t* ds
 
 int32_t morvex_m_deinterleave2_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1) {
   uint16_t* const dst[] = {dst0, dst1};
-  return deinterleave<2>(src, total, dst, call_time::deinterleave2::choose(deinterleave2_u16_avx2, deinterleave2_u16_sse42, deinterleave2_u16_plain));
+  return deinterleave<2>(src, total, dst,
+                         call_time::deinterleave2::choose(deinterleave2_u16_avx512bw, deinterleave2_u16_avx2,
+                                                          deinterleave2_u16_sse42, deinterleave2_u16_plain));
 }
 int32_t morvex_m_deinterleave3_u16(const uint16_t* src, int32_t total, uint16_t* dst0, uint16_t* dst1,
                                    uint16_t* dst2) {

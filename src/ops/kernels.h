@@ -84,7 +84,8 @@ void magnitude_c32f32_avx512dq(const float* in, float* out, uint64_t n);
 // ---------------------------------------------------------------- deinterleave
 // Whole frames only (the frame loop itself is in elements.h): `frames` frames of N channels from src into dst[0..N-1].
 // The exports add the incomplete last frame themselves (see deinterleave.cpp).
-// Chosen at each call: AVX2+FMA3 (2-channel u8 only), else SSE4.2, else plain.
+// Chosen at each call: for two channels AVX-512BW, else AVX2+FMA3; else
+// SSE4.2, else plain.
 #define MORVEX_DEINTERLEAVE(ISA)                                                        \
   void deinterleave2_u8_##ISA(const uint8_t* src, uint64_t frames, uint8_t* const* dst);  \
   void deinterleave3_u8_##ISA(const uint8_t* src, uint64_t frames, uint8_t* const* dst);  \
@@ -97,5 +98,7 @@ MORVEX_DEINTERLEAVE(sse42)
 #undef MORVEX_DEINTERLEAVE
 void deinterleave2_u8_avx2(const uint8_t* src, uint64_t frames, uint8_t* const* dst);
 void deinterleave2_u16_avx2(const uint16_t* src, uint64_t frames, uint16_t* const* dst);
+void deinterleave2_u8_avx512bw(const uint8_t* src, uint64_t frames, uint8_t* const* dst);
+void deinterleave2_u16_avx512bw(const uint16_t* src, uint64_t frames, uint16_t* const* dst);
 
 }  // namespace morvex::ops

@@ -54,6 +54,16 @@ inline void store(void* p, __m256i v) {
 }
 #endif
 
+#ifdef __AVX512F__
+template <bool Stream>
+inline void store(void* p, __m512i v) {
+  if constexpr (Stream)
+    _mm512_stream_si512(static_cast<__m512i*>(p), v);
+  else
+    _mm512_storeu_si512(p, v);
+}
+#endif
+
 // Runs body<false>(0) for a small or unalignable output; otherwise writes the
 // head with head_fn, runs body<true>(head) and fences the streamed lines.
 // body returns how far it got (whole vectors only); the rest is the caller's.

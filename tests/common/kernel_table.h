@@ -495,10 +495,10 @@ inline const std::vector<KernelRow>& kernel_rows() {
                              __complex__ float z;
                              __real__ z = I<float>(a)[2 * i], __imag__ z = I<float>(a)[2 * i + 1];
                              O<float>(a)[i] = cabsf(z); } }())), kInPlace | kStreams | kDqVariant, {}, fill_magnitude),
-      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint8_t, u8, kStreams | kBwVariant, d[0], d[1]),
       MORVEX_DEINTERLEAVE_ROW(3, uint8_t, u8, kStreams, d[0], d[1], d[2]),
       MORVEX_DEINTERLEAVE_ROW(4, uint8_t, u8, kStreams, d[0], d[1], d[2], d[3]),
-      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, kStreams, d[0], d[1]),
+      MORVEX_DEINTERLEAVE_ROW(2, uint16_t, u16, kStreams | kBwVariant, d[0], d[1]),
       MORVEX_DEINTERLEAVE_ROW(3, uint16_t, u16, kStreams, d[0], d[1], d[2]),
       MORVEX_DEINTERLEAVE_ROW(4, uint16_t, u16, kStreams, d[0], d[1], d[2], d[3]),
       // ---- ops without processor kernels: their streaming, in-place and overlapping paths
