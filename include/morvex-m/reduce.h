@@ -177,8 +177,8 @@ MORVEX_M_API int32_t morvex_m_minmax_f64(const double* data, uint64_t count, dou
  *
  * **Kernels.** The u8 and u16 level and band searches with AVX-512BW, else
  * AVX2 and FMA3, else SSE4.2; the extreme searches with AVX2 and FMA3, and
- * for f32 and f64 with AVX-512F and AVX-512CD before that; chosen at each
- * call. They return exactly the index (and value) of the
+ * before that for i16, u8 and u16 with AVX-512BW, for f32 and f64 with
+ * AVX-512F and AVX-512CD; chosen at each call. They return exactly the index (and value) of the
  * element-by-element scan.
  *
  * **Example**: every sample of a u16 block above 3000

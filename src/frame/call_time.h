@@ -94,9 +94,9 @@ struct Ladder {
 // conversions per element, and on the reference machine (512-bit operations
 // issued as two 256-bit halves) the 256-bit kernel ran 10-20% faster.
 // The magnitude's first variant also needs AVX-512DQ, for the one instruction
-// that orders the two parts by size; the 8- and 16-bit extremes', level
-// searches' and two-channel deinterleave's first needs AVX-512BW, for byte
-// and word lanes in 512-bit vectors.
+// that orders the two parts by size; the first of the 8- and 16-bit extremes,
+// extreme searches and level searches, and of the two-channel deinterleave,
+// needs AVX-512BW, for byte and word lanes in 512-bit vectors.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                                 \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)            \
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)                 \
@@ -109,7 +109,7 @@ struct Ladder {
   X(minmax_f32,        "minmax_f32",                                                    sse42)                       \
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                  \
   X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx512bw, avx2_fma3, sse42)   \
-  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx2_fma3)                   \
+  X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx512bw, avx2_fma3)         \
   X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)           \
   X(index_extreme_far, "index_max/min f32 f64 over 8 MiB and more",                     avx2_fma3)                   \
   X(cosine,            "cosine of the windows and waveforms",                           avx512, avx2_fma3)           \

@@ -163,11 +163,12 @@ MORVEX_EXTREME_BOTH(double, f64)
 #undef MORVEX_EXTREME_BOTH
 #undef MORVEX_EXTREME_PLAIN
 
-// frame/call_time.h: index_extreme_int (AVX2 and FMA3, else plain).
+// frame/call_time.h: index_extreme_int (AVX-512BW, else AVX2 and FMA3, else plain).
 #define MORVEX_SEARCH_EXTREME(T, S, OP)                                                                    \
   int32_t index_##OP(const T* x, uint64_t n, uint64_t* p, T* v) {                                          \
     return from_position(n, p, [&](uint64_t s) {                                                           \
-      return frame::call_time::index_extreme_int::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v);   \
+      return frame::call_time::index_extreme_int::choose(OP##_##S##_avx512bw, OP##_##S##_avx2,             \
+                                                         OP##_##S##_plain)(x, s, n, v);                   \
     });                                                                                                    \
   }
 MORVEX_SEARCH_EXTREME(int16_t, i16, max)

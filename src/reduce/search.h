@@ -17,7 +17,7 @@
 //    at once:
 //      u8 and u16 level and     AVX-512BW, else AVX2 and FMA3, else SSE4.2,
 //        band searches          else plain
-//      i16, u8, u16 extremes    AVX2 and FMA3, else plain
+//      i16, u8, u16 extremes    AVX-512BW, else AVX2 and FMA3, else plain
 //      f32, f64 extremes        AVX-512, else AVX2 and FMA3, else plain;
 //                               from 8 MiB: AVX2 and FMA3, else plain
 //      everything else          plain

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // index_max / index_min over f32 and f64, AVX-512F: sixty-four bytes per
 // vector, eight accumulators (one group is 512 bytes), through the kernel of
-// search_extreme_simd.h. The 8- and 16-bit types have no kernel here: their
-// 512-bit max and min need AVX-512BW, which the AVX-512 condition does not
-// include, so they stay on the AVX2 kernel.
+// search_extreme_simd.h. The 8- and 16-bit types have theirs under
+// AVX-512BW (search_extreme_avx512bw.cpp), which their 512-bit max and min
+// need.
 // GCC 12's AVX-512 headers start some intrinsics from an "undefined" vector
 // and then warn that it may be used uninitialised; every lane is overwritten.
 #if defined(__GNUC__) && !defined(__clang__)

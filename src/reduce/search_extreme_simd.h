@@ -61,7 +61,7 @@ inline void fill_all(V (&acc)[G], V v) {
 // returned when x is a NaN), moved(acc, best) (some lane differs from best),
 // spread (the extreme of a NaN-free vector's lanes, in every lane),
 // equal_bits(v, m) (movemask-style bits of the lanes equal to m, kLaneBits
-// per lane).
+// per lane; 32 or 64 bits wide).
 template <class Ops>
 inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, typename Ops::T* value) {
   using T = typename Ops::T;
@@ -108,9 +108,9 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
     bar = Ops::spread(all);
     uint64_t j = from < last ? from : last;
     uint64_t hit = n;
-    auto lane = [](uint32_t bits) { return uint64_t(__builtin_ctz(bits)) / Ops::kLaneBits; };
+    auto lane = [](uint64_t bits) { return uint64_t(__builtin_ctzll(bits)) / Ops::kLaneBits; };
     for (; end - j >= 4 * W; j += 4 * W) {
-      const uint32_t b0 = Ops::equal_bits(Ops::load(x + j), bar), b1 = Ops::equal_bits(Ops::load(x + j + W), bar),
+      const uint64_t b0 = Ops::equal_bits(Ops::load(x + j), bar), b1 = Ops::equal_bits(Ops::load(x + j + W), bar),
                      b2 = Ops::equal_bits(Ops::load(x + j + 2 * W), bar),
                      b3 = Ops::equal_bits(Ops::load(x + j + 3 * W), bar);
       if (b0 | b1 | b2 | b3) {
@@ -120,7 +120,7 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
     }
     for (; hit == n && j < end; j += W) {
       const uint64_t k = j < last ? j : last;
-      if (const uint32_t bits = Ops::equal_bits(Ops::load(x + k), bar)) hit = k + lane(bits);
+      if (const uint64_t bits = Ops::equal_bits(Ops::load(x + k), bar)) hit = k + lane(bits);
     }
     at = hit;
     best = x[at];

@@ -467,8 +467,8 @@ template <class T> using Wide = std::conditional_t<(sizeof(T) < 4), uint32_t, T>
   MORVEX_SEARCH_ROW(T, S, gte, h), MORVEX_SEARCH_ROW(T, S, gt, h), MORVEX_SEARCH_ROW(T, S, lte, l), \
   MORVEX_SEARCH_ROW(T, S, lt, l), MORVEX_SEARCH_ROW(T, S, in, T(~T(0)), h), MORVEX_SEARCH_ROW(T, S, out, h, l)
 // Lengths: past two groups of the widest kernel, and three chunks.
-#define MORVEX_EXTREME_ROW(T, S) \
-  row<T>("reduce", "index_max_min_" #S, MORVEX_CALL(extremes<T>(a, false)), MORVEX_CALL(extremes<T>(a, true)), kPointers, {}, \
+#define MORVEX_EXTREME_ROW(T, S, FLAGS) \
+  row<T>("reduce", "index_max_min_" #S, MORVEX_CALL(extremes<T>(a, false)), MORVEX_CALL(extremes<T>(a, true)), kPointers | FLAGS, {}, \
          fill_extreme<T>).extra(2 * 4 * 5 * 16).lengths(uint32_t(std::max<size_t>(300, 600 / sizeof(T))), 3 * 16384 / sizeof(T) + 5)
 #define MORVEX_CASCADE_ROW(T, S) \
   row<T>("filter", "cascade_" #S, MORVEX_CALL(cascade<T>(a, filter::choose_cascade_##S(I<T>(a), O<T>(a), a.n, uint64_t(a.s[0])))), \
@@ -549,8 +549,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
       // ---- reduce
       MORVEX_MINMAX_ROW(int16_t, i16, kBwVariant), MORVEX_MINMAX_ROW(uint8_t, u8, kBwVariant),
       MORVEX_MINMAX_ROW(uint16_t, u16, kBwVariant), MORVEX_MINMAX_ROW(float, f32, 0), MORVEX_MINMAX_ROW(double, f64, 0), MORVEX_SEARCH_ROWS(uint8_t, u8), MORVEX_SEARCH_ROWS(uint16_t, u16),
-      MORVEX_EXTREME_ROW(int16_t, i16), MORVEX_EXTREME_ROW(uint8_t, u8), MORVEX_EXTREME_ROW(uint16_t, u16),
-      MORVEX_EXTREME_ROW(float, f32), MORVEX_EXTREME_ROW(double, f64),
+      MORVEX_EXTREME_ROW(int16_t, i16, kBwVariant), MORVEX_EXTREME_ROW(uint8_t, u8, kBwVariant),
+      MORVEX_EXTREME_ROW(uint16_t, u16, kBwVariant), MORVEX_EXTREME_ROW(float, f32, 0), MORVEX_EXTREME_ROW(double, f64, 0),
       // ---- generate: the cosine of the windows and waveforms is std::cos's, bit for bit
       row<double>("generate", "cos", MORVEX_CALL(generate::cos_exact(I<double>(a), O<double>(a), a.n)),
                   MORVEX_EACH(double, double, std::cos(x)), kInPlace, {}, fill_cos).lengths(80, 1 << 20),

@@ -224,7 +224,7 @@ TYPED_TEST(Search, ExtremesBeatTheBarStrictly) {
             ASSERT_TRUE(p == want && same_bits(v, best)) << "n " << n << ", start " << s << ", max " << is_max;
           }
     }
-  });
+  }, morvex::test::kBwVariant);
 }
 
 // Extreme searches on short patterns repeated to lengths that reach every
