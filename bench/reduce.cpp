@@ -157,18 +157,24 @@ void BM_volk_16i_max_star_16i(benchmark::State& state) {
 BENCHMARK(BM_volk_16i_max_star_16i)->Arg(64)->Arg(kBlock)->Arg(kRecord);
 #endif
 
-void BM_sum_u8(benchmark::State& state) {
+// The integer sums: configuration 0 (all features) and 1 (AVX-512 off, the
+// x86-64 baseline kernels).
+template <class T, class R, int32_t (*Sum)(const T*, uint64_t, R*)>
+void BM_sum_int(benchmark::State& state) {
+  ConfigScope config(state, int(state.range(1)));
   const size_t n = size_t(state.range(0));
-  Array<uint8_t> a(n);
+  Array<T> a(n);
   fill_ramp(a);
   for (auto _ : state) {
-    uint64_t s = 0;
-    morvex_m_sum_u8(a.data(), n, &s);
+    R s = 0;
+    Sum(a.data(), n, &s);
     benchmark::DoNotOptimize(s);
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n));
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(n * sizeof(T)));
 }
-BENCHMARK(BM_sum_u8)->Arg(kBlock)->Arg(kRecord);
+BENCHMARK(BM_sum_int<uint8_t, uint64_t, morvex_m_sum_u8>)->Name("BM_sum_u8")->ArgsProduct({{kBlock, kRecord}, {0, 1}});
+BENCHMARK(BM_sum_int<uint16_t, uint64_t, morvex_m_sum_u16>)->Name("BM_sum_u16")->ArgsProduct({{kBlock, kRecord}, {0, 1}});
+BENCHMARK(BM_sum_int<int16_t, int64_t, morvex_m_sum_i16>)->Name("BM_sum_i16")->ArgsProduct({{kBlock, kRecord}, {0, 1}});
 
 // Each configuration: 0-2 run the AVX 4-lane order, 3 the SSE4.2 2-lane
 // order, 4 the sequential base order.

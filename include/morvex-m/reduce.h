@@ -46,7 +46,9 @@ extern "C" {
  * **Statuses.** Always 0.
  *
  * **Accuracy.** Integer sums are exact modulo 2^64 (wrap-around, no
- * saturation). Floating-point sums add in a fixed order, so a result is
+ * saturation), whichever kernel runs: `sum_u8`, `sum_u16` and `sum_i16`
+ * take a 512-bit kernel where the AVX-512BW option is on, chosen at each
+ * call. Floating-point sums add in a fixed order, so a result is
  * reproducible bit for bit under the same options:
  * - `sum_f32` accumulates in single precision, `square_sum_f32` widens each
  *   element to double before squaring; both, and `sum_f64` / `square_sum_f64`

@@ -94,9 +94,9 @@ struct Ladder {
 // conversions per element, and on the reference machine (512-bit operations
 // issued as two 256-bit halves) the 256-bit kernel ran 10-20% faster.
 // The magnitude's first variant also needs AVX-512DQ, for the one instruction
-// that orders the two parts by size; the first of the 8- and 16-bit extremes,
-// extreme searches and level searches, and of the two-channel deinterleave,
-// needs AVX-512BW, for byte and word lanes in 512-bit vectors.
+// that orders the two parts by size; the first of the 8- and 16-bit sums,
+// extremes, extreme searches and level searches, and of the two-channel
+// deinterleave, needs AVX-512BW, for byte and word lanes in 512-bit vectors.
 #define MORVEX_CALL_TIME_FAMILIES(X)                                                                                 \
   X(mulc_addc,         "mulc_addc_f32 mulc_addc_f64",                                   avx2_fma3, sse42)            \
   X(arith,             "add sub mul div addc subc mulc divc csub cdiv pow2 (f32, f64)", avx512, avx)                 \
@@ -105,6 +105,7 @@ struct Ladder {
   X(deinterleave,      "deinterleave3/4 u8 and u16",                                    sse42)                       \
   X(convert_wide,      "convert_i8/i16/i32/u32 to f32 and f64, convert_f32f64/f64f32",  avx512, avx2_fma3)           \
   X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                  \
+  X(sum_int,           "sum_u8 sum_u16 sum_i16",                                        avx512bw)                    \
   X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx512bw, avx2_fma3, sse42)  \
   X(minmax_f32,        "minmax_f32",                                                    sse42)                       \
   X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                  \

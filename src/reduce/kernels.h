@@ -21,6 +21,11 @@ void sum_f64_avx(const double* x, uint64_t count, double* result);
 void square_sum_f64_plain(const double* x, uint64_t count, double* result);
 void square_sum_f64_sse42(const double* x, uint64_t count, double* result);
 void square_sum_f64_avx(const double* x, uint64_t count, double* result);
+// The 8- and 16-bit integer sums (modulo 2^64) past the baseline kernels of
+// sum.cpp, chosen at each call (frame/call_time.h: sum_int).
+uint64_t sum_u8_avx512bw(const uint8_t* x, uint64_t count);
+uint64_t sum_u16_avx512bw(const uint16_t* x, uint64_t count);
+uint64_t sum_i16_avx512bw(const int16_t* x, uint64_t count);
 
 // ---------------------------------------------------------------- extremes
 // min or max may be null (not both); count may be 0 (data[0] is then the

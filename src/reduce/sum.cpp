@@ -3,7 +3,9 @@
 // order and are written to vectorise on the x86-64 baseline. Floating-point
 // sums add in a fixed order that is part of the interface: strictly in index
 // order here, and in the lane orders of sum_sse42.cpp / sum_avx.cpp when the
-// options select those variants (frame/call_time.h: sum_f64).
+// options select those variants (frame/call_time.h: sum_f64). The 8- and
+// 16-bit sums take sum_avx512bw.cpp's kernel where the options allow it
+// (sum_int); the kernels here are the x86-64 baseline's.
 #include <emmintrin.h>
 
 #include <cstdint>
@@ -117,12 +119,14 @@ using namespace morvex;
 extern "C" {
 
 int32_t morvex_m_sum_u8(const uint8_t* data, uint64_t count, uint64_t* result) {
-  if (count) *result += reduce::sum_u8(data, count);
+  using namespace reduce;
+  if (count) *result += frame::call_time::sum_int::choose(sum_u8_avx512bw, sum_u8)(data, count);
   return 0;
 }
 
 int32_t morvex_m_sum_u16(const uint16_t* data, uint64_t count, uint64_t* result) {
-  if (count) *result += reduce::sum_u16(data, count);
+  using namespace reduce;
+  if (count) *result += frame::call_time::sum_int::choose(sum_u16_avx512bw, sum_u16)(data, count);
   return 0;
 }
 
@@ -134,7 +138,8 @@ int32_t morvex_m_sum_u32(const uint32_t* data, uint64_t count, uint64_t* result)
 int32_t morvex_m_sum_i16(const int16_t* data, uint64_t count, int64_t* result) {
   // Added as unsigned: the total wraps modulo 2^64 like the unsigned sums
   // instead of overflowing a signed integer.
-  if (count) *result = int64_t(uint64_t(*result) + reduce::sum_i16(data, count));
+  using namespace reduce;
+  if (count) *result = int64_t(uint64_t(*result) + frame::call_time::sum_int::choose(sum_i16_avx512bw, sum_i16)(data, count));
   return 0;
 }
 

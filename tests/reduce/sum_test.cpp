@@ -19,28 +19,34 @@ namespace {
 using morvex::test::same_bits;
 
 TEST(Sum, IntegersExactAndWrapping) {
-  for (size_t n : {0, 1, 15, 17, 63, 64, 65, 200, 4099}) {
-    std::vector<uint8_t> a(n); std::vector<uint16_t> b(n); std::vector<uint32_t> c(n); std::vector<int16_t> d(n);
-    morvex::test::fill_random(a.data(), n, 1), morvex::test::fill_random(b.data(), n, 2);
-    morvex::test::fill_random(c.data(), n, 3), morvex::test::fill_random(d.data(), n, 4);
-    uint64_t ra = 5, rb = 5, rc = 5, wa = 5, wb = 5, wc = 5; int64_t rd = -5, wd = -5;
-    for (size_t i = 0; i < n; ++i) wa += a[i], wb += b[i], wc += c[i], wd += d[i];
-    EXPECT_EQ(morvex_m_sum_u8(a.data(), n, &ra) | morvex_m_sum_u16(b.data(), n, &rb) |
-                  morvex_m_sum_u32(c.data(), n, &rc) | morvex_m_sum_i16(d.data(), n, &rd), 0);
-    EXPECT_TRUE(ra == wa && rb == wb && rc == wc && rd == wd) << n;
-  }
-  // Long runs at the type limits overflow any 32-bit partial sum not flushed in time.
-  std::vector<uint8_t> bytes(1u << 24, 255);
-  std::vector<int16_t> neg(200000, -32768); std::vector<uint16_t> top(200000, 65535); uint64_t r = 0, u = 0;
-  int64_t s = 0; morvex_m_sum_u8(bytes.data(), bytes.size(), &r); morvex_m_sum_i16(neg.data(), neg.size(), &s);
-  morvex_m_sum_u16(top.data(), top.size(), &u);
-  EXPECT_TRUE(r == 4278190080u && s == -32768ll * 200000 && u == 65535ull * 200000);
-  // The accumulator wraps modulo 2^64 in both directions.
-  const uint32_t big[2] = {0xFFFFFFFFu, 1};
-  r = ~uint64_t(0) - 0xFFFFFFFFull + 1; morvex_m_sum_u32(big, 2, &r);
-  EXPECT_EQ(r, 1u);
-  s = std::numeric_limits<int64_t>::min(); morvex_m_sum_i16(neg.data(), 1, &s);
-  EXPECT_EQ(s, std::numeric_limits<int64_t>::max() - 32767);
+  morvex::test::for_each_kernel_config([](const auto&) {
+    // Every tail of the 64-byte kernel's steps: whole steps, a partial vector.
+    for (size_t n : {0, 1, 15, 17, 31, 33, 63, 64, 65, 127, 128, 129, 200, 4099}) {
+      std::vector<uint8_t> a(n); std::vector<uint16_t> b(n); std::vector<uint32_t> c(n); std::vector<int16_t> d(n);
+      morvex::test::fill_random(a.data(), n, 1), morvex::test::fill_random(b.data(), n, 2);
+      morvex::test::fill_random(c.data(), n, 3), morvex::test::fill_random(d.data(), n, 4);
+      uint64_t ra = 5, rb = 5, rc = 5, wa = 5, wb = 5, wc = 5; int64_t rd = -5, wd = -5;
+      for (size_t i = 0; i < n; ++i) wa += a[i], wb += b[i], wc += c[i], wd += d[i];
+      EXPECT_EQ(morvex_m_sum_u8(a.data(), n, &ra) | morvex_m_sum_u16(b.data(), n, &rb) |
+                    morvex_m_sum_u32(c.data(), n, &rc) | morvex_m_sum_i16(d.data(), n, &rd), 0);
+      EXPECT_TRUE(ra == wa && rb == wb && rc == wc && rd == wd) << n;
+    }
+    // Long runs at the type limits overflow any 32-bit partial sum not flushed
+    // in time (the words' kernel adds pairs into 32-bit lanes, overflowing
+    // past 4M words).
+    constexpr int64_t kWords = 5 << 20;
+    std::vector<uint8_t> bytes(1u << 24, 255);
+    std::vector<int16_t> neg(kWords, -32768); std::vector<uint16_t> top(kWords, 65535); uint64_t r = 0, u = 0;
+    int64_t s = 0; morvex_m_sum_u8(bytes.data(), bytes.size(), &r); morvex_m_sum_i16(neg.data(), neg.size(), &s);
+    morvex_m_sum_u16(top.data(), top.size(), &u);
+    EXPECT_TRUE(r == 4278190080u && s == -32768 * kWords && u == 65535 * uint64_t(kWords));
+    // The accumulator wraps modulo 2^64 in both directions.
+    const uint32_t big[2] = {0xFFFFFFFFu, 1};
+    r = ~uint64_t(0) - 0xFFFFFFFFull + 1; morvex_m_sum_u32(big, 2, &r);
+    EXPECT_EQ(r, 1u);
+    s = std::numeric_limits<int64_t>::min(); morvex_m_sum_i16(neg.data(), 1, &s);
+    EXPECT_EQ(s, std::numeric_limits<int64_t>::max() - 32767);
+  }, morvex::test::kBwVariant);
 }
 
 TEST(Sum, SinglePrecisionAndCountZero) {
