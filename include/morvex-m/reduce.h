@@ -113,9 +113,10 @@ MORVEX_M_API int32_t morvex_m_square_sum_f64(const double* data, uint64_t count,
  * - of equal values the later is kept: -0.0 then +0.0 gives +0.0.
  *
  * **Kernels.** Chosen at each call from the options: i16, u8 and u16 with
- * AVX2 and FMA3 (both on), else SSE4.2; f32 with SSE4.2; f64 with AVX, else
- * SSE4.2. Results never depend on the variant (integer extremes are exact in
- * any lane order; the float variants keep the rule).
+ * AVX-512BW, else AVX2 and FMA3 (both on), else SSE4.2; f32 and f64 with
+ * AVX-512F and AVX-512CD, else AVX, else SSE4.2. Results never depend on the
+ * variant (integer extremes are exact in any lane order; the float variants
+ * keep the rule).
  *
  * **Example**:
  * @code{.c}

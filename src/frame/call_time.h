@@ -107,8 +107,8 @@ struct Ladder {
   X(sum_f64,           "sum_f64 square_sum_f64",                                        avx, sse42)                  \
   X(sum_int,           "sum_u8 sum_u16 sum_i16",                                        avx512bw)                    \
   X(minmax_int,        "minmax_i16 minmax_u8 minmax_u16",                               avx512bw, avx2_fma3, sse42)  \
-  X(minmax_f32,        "minmax_f32",                                                    sse42)                       \
-  X(minmax_f64,        "minmax_f64",                                                    avx, sse42)                  \
+  X(minmax_f32,        "minmax_f32",                                                    avx512, avx, sse42)          \
+  X(minmax_f64,        "minmax_f64",                                                    avx512, avx, sse42)          \
   X(index_u8_u16,      "index_gt/gte/lte/lt/in/out u8 u16 (and their triggers)",       avx512bw, avx2_fma3, sse42)   \
   X(index_extreme_int, "index_max/min i16 u8 u16",                                      avx512bw, avx2_fma3)         \
   X(index_extreme_flt, "index_max/min f32 f64",                                         avx512, avx2_fma3)           \

@@ -75,13 +75,15 @@ MORVEX_MINMAX_EXPORT_INT(uint16_t, u16)
 
 int32_t morvex_m_minmax_f32(const float* data, uint64_t count, float* min, float* max) {
   using namespace reduce;
-  frame::call_time::minmax_f32::choose(minmax_f32_sse42, minmax_f32_plain)(data, count, min, max);
+  frame::call_time::minmax_f32::choose(minmax_f32_avx512, minmax_f32_avx, minmax_f32_sse42, minmax_f32_plain)(
+      data, count, min, max);
   return 0;
 }
 
 int32_t morvex_m_minmax_f64(const double* data, uint64_t count, double* min, double* max) {
   using namespace reduce;
-  frame::call_time::minmax_f64::choose(minmax_f64_avx, minmax_f64_sse42, minmax_f64_plain)(data, count, min, max);
+  frame::call_time::minmax_f64::choose(minmax_f64_avx512, minmax_f64_avx, minmax_f64_sse42, minmax_f64_plain)(
+      data, count, min, max);
   return 0;
 }
 

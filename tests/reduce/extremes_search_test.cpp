@@ -6,6 +6,8 @@
 // without reading) and NaN, which never matches and wipes out what came before.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -109,17 +111,19 @@ TYPED_TEST(FloatExtremes, NaNsAndSignedZeros) {
     EXPECT_TRUE(std::isnan(mn) && std::isnan(mx));
     Fns<T>::minmax(z, 2, &mn, &mx);
     EXPECT_FALSE(std::signbit(mn) || std::signbit(mx));
-    // A tiny alphabet: ties of -0 and +0 everywhere and NaNs at random places,
-    // so that what follows the last NaN and the sign of a zero extreme vary
-    // across lanes, groups and the tail.
+    // Tiny alphabets: ties of -0 and +0 everywhere and NaNs at random places,
+    // so that what follows the last NaN and the sign of a zero extreme (the
+    // minimum in the first, the maximum in the second) vary across lanes,
+    // groups and the tail.
     std::mt19937 rng(11);
-    const T alphabet[] = {T(-0.0), T(0.0), T(1), T(2)};
-    for (size_t n = 1; n < 300; n += 1 + n / 16)
-      for (int nan_rate : {0, 5, 60}) {
-        Buffer<T> x(n, n % 4);
-        for (T& v : x) v = int(rng() % 1000) < nan_rate ? nan : alphabet[rng() % 4];
-        ASSERT_TRUE(follows_the_rule(x.data(), n));
-      }
+    for (const std::array<T, 4>& alphabet : {std::array<T, 4>{T(-0.0), T(0.0), T(1), T(2)},
+                                             std::array<T, 4>{T(-0.0), T(0.0), T(-1), T(-2)}})
+      for (size_t n = 1; n < 300; n += 1 + n / 16)
+        for (int nan_rate : {0, 5, 60}) {
+          Buffer<T> x(n, n % 4);
+          for (T& v : x) v = int(rng() % 1000) < nan_rate ? nan : alphabet[rng() % 4];
+          ASSERT_TRUE(follows_the_rule(x.data(), n));
+        }
   });
 }
 
