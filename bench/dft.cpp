@@ -3,7 +3,9 @@
 // directly in the same run (FFTW with the same FFTW_ESTIMATE plan, Eigen's FFT
 // with the same flags), so that the ratio is the cost of the plan layer; and
 // the one-shot exports beside plan creation + execution + destruction.
+#include <algorithm>
 #include <complex>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <unsupported/Eigen/FFT>
@@ -91,16 +93,58 @@ void measure(benchmark::State& state, size_t n, F&& f) {
   state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(n));
 }
 
+// Where a transform library's own buffers land on the heap, relative to the
+// arrays it transforms, moves its time by up to half: FFTW's buffers and
+// twiddles alias the arrays in the first-level cache or not. Which way it
+// falls depends on everything allocated before, down to the number of
+// benchmarks registered, so one plan each for ours and the peer would time
+// two placements and their ratio would measure the heap. Each side therefore
+// makes kPlacements plans (or transform objects), each after a pad block of
+// a different size, and the timed loop goes round them: both are timed over
+// the same spread of placements.
+constexpr int kPlacements = 8;
+
+struct Pads {
+  // The pad before placement k: sizes that move the next allocations by
+  // different amounts modulo 4 KiB.
+  void* before(int k) { return blocks[k] = std::malloc(size_t(1 + 1664 * k)); }
+  ~Pads() {
+    for (void* b : blocks) std::free(b);
+  }
+  void* blocks[kPlacements] = {};
+};
+
+// Makes kPlacements objects with make(k), each after its pad, then times
+// run(object) over them, an equal stretch of the run's iterations on each
+// (so that only one object's buffers are in the caches at a time, as in a
+// program that uses one), and finally calls done(object) on each.
+template <class Make, class Run, class Done>
+void measure_placed(benchmark::State& state, size_t n, Make&& make, Run&& run, Done&& done) {
+  Pads pads;
+  using Object = decltype(make(0));
+  Object objects[kPlacements];
+  for (int k = 0; k < kPlacements; ++k) pads.before(k), objects[k] = make(k);
+  const uint64_t stretch = std::max<uint64_t>(1, uint64_t(state.max_iterations) / kPlacements);
+  uint64_t i = 0;
+  measure(state, n, [&] { run(objects[i++ / stretch % kPlacements]); });
+  for (Object& o : objects) done(o);
+}
+
 template <class T>
 void plan_forward(benchmark::State& state, Backend b) {
   using X = Types<T>;
   if (!use_backend(state, X::option, b)) return;
   Arrays<T> a(state.range(0));
-  morvex_m_dft_plan* plan = nullptr;
-  X::create(a.x.data(), a.n, a.X.data(), a.bins, &plan);
-  X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins);  // FFTW plans on the first execution
-  measure(state, a.n, [&] { X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins); });
-  morvex_m_dft_plan_destroy(plan);
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        morvex_m_dft_plan* plan = nullptr;
+        X::create(a.x.data(), a.n, a.X.data(), a.bins, &plan);
+        X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins);  // FFTW plans on the first execution
+        return plan;
+      },
+      [&](morvex_m_dft_plan* plan) { X::execute(plan, a.x.data(), a.n, a.X.data(), a.bins); },
+      [](morvex_m_dft_plan* plan) { morvex_m_dft_plan_destroy(plan); });
   morvex_m_setopt(X::option, 0);
 }
 
@@ -109,11 +153,16 @@ void plan_inverse(benchmark::State& state, Backend b) {
   using X = Types<T>;
   if (!use_backend(state, X::option, b)) return;
   Arrays<T> a(state.range(0));
-  morvex_m_dft_plan* plan = nullptr;
-  X::icreate(a.X.data(), a.bins, a.y.data(), a.n, &plan);
-  X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n);
-  measure(state, a.n, [&] { X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n); });
-  morvex_m_dft_plan_destroy(plan);
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        morvex_m_dft_plan* plan = nullptr;
+        X::icreate(a.X.data(), a.bins, a.y.data(), a.n, &plan);
+        X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n);
+        return plan;
+      },
+      [&](morvex_m_dft_plan* plan) { X::iexecute(plan, a.X.data(), a.bins, a.y.data(), a.n); },
+      [](morvex_m_dft_plan* plan) { morvex_m_dft_plan_destroy(plan); });
   morvex_m_setopt(X::option, 0);
 }
 
@@ -121,37 +170,59 @@ void plan_inverse(benchmark::State& state, Backend b) {
 template <class T>
 void fftw_forward(benchmark::State& state) {
   Arrays<T> a(state.range(0));
-  const auto p = Types<T>::r2c(int(a.n), a.x.data(), a.X.data());
-  measure(state, a.n, [&] { Types<T>::run(p); });
-  Types<T>::destroy(p);
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        const auto p = Types<T>::r2c(int(a.n), a.x.data(), a.X.data());
+        Types<T>::run(p);  // as ours, which plans on its first execution
+        return p;
+      },
+      [](auto p) { Types<T>::run(p); }, [](auto p) { Types<T>::destroy(p); });
 }
 
 template <class T>
 void fftw_inverse(benchmark::State& state) {
   Arrays<T> a(state.range(0));
-  const auto p = Types<T>::c2r(int(a.n), a.X.data(), a.y.data());
-  measure(state, a.n, [&] { Types<T>::run(p); });
-  Types<T>::destroy(p);
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        const auto p = Types<T>::c2r(int(a.n), a.X.data(), a.y.data());
+        Types<T>::run(p);
+        return p;
+      },
+      [](auto p) { Types<T>::run(p); }, [](auto p) { Types<T>::destroy(p); });
 }
 #endif
 
 template <class T>
 void eigen_forward(benchmark::State& state) {
   Arrays<T> a(state.range(0));
-  Eigen::FFT<T> fft;
-  fft.SetFlag(Eigen::FFT<T>::HalfSpectrum);
   auto* out = reinterpret_cast<std::complex<T>*>(a.X.data());
-  measure(state, a.n, [&] { fft.fwd(out, a.x.data(), int(a.n)); });
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        auto* fft = new Eigen::FFT<T>;
+        fft->SetFlag(Eigen::FFT<T>::HalfSpectrum);
+        fft->fwd(out, a.x.data(), int(a.n));  // its tables are made on the first call
+        return fft;
+      },
+      [&](Eigen::FFT<T>* fft) { fft->fwd(out, a.x.data(), int(a.n)); }, [](Eigen::FFT<T>* fft) { delete fft; });
 }
 
 template <class T>
 void eigen_inverse(benchmark::State& state) {
   Arrays<T> a(state.range(0));
-  Eigen::FFT<T> fft;
-  fft.SetFlag(Eigen::FFT<T>::HalfSpectrum);
-  fft.SetFlag(Eigen::FFT<T>::Unscaled);
   const auto* in = reinterpret_cast<const std::complex<T>*>(a.X.data());
-  measure(state, a.n, [&] { fft.inv(a.y.data(), in, int(a.n)); });
+  measure_placed(
+      state, a.n,
+      [&](int) {
+        auto* fft = new Eigen::FFT<T>;
+        fft->SetFlag(Eigen::FFT<T>::HalfSpectrum);
+        fft->SetFlag(Eigen::FFT<T>::Unscaled);
+        fft->inv(a.y.data(), in, int(a.n));
+        return fft;
+      },
+      [&](Eigen::FFT<T>* fft) { fft->inv(a.y.data(), in, int(a.n)); }, [](Eigen::FFT<T>* fft) { delete fft; });
 }
 
 // One-shot export, and the same work spelled out with a plan.
