@@ -114,20 +114,24 @@ struct Pads {
   void* blocks[kPlacements] = {};
 };
 
-// Makes kPlacements objects with make(k), each after its pad, then times
-// run(object) over them, an equal stretch of the run's iterations on each
-// (so that only one object's buffers are in the caches at a time, as in a
-// program that uses one), and finally calls done(object) on each.
+// Makes up to kPlacements objects with make(k), each after its pad, then
+// times run(object) over them, an equal stretch of the run's iterations on
+// each (so that only one object's buffers are in the caches at a time, as in
+// a program that uses one), and finally calls done(object) on each. A stretch
+// is at least eight calls, so the first call on each object, with its buffers
+// out of the caches, is at most an eighth of the time: long transforms, run
+// only a few times, get fewer placements.
 template <class Make, class Run, class Done>
 void measure_placed(benchmark::State& state, size_t n, Make&& make, Run&& run, Done&& done) {
   Pads pads;
   using Object = decltype(make(0));
+  const uint64_t placements = std::clamp<uint64_t>(uint64_t(state.max_iterations) / 8, 1, kPlacements);
   Object objects[kPlacements];
-  for (int k = 0; k < kPlacements; ++k) pads.before(k), objects[k] = make(k);
-  const uint64_t stretch = std::max<uint64_t>(1, uint64_t(state.max_iterations) / kPlacements);
+  for (uint64_t k = 0; k < placements; ++k) pads.before(int(k)), objects[k] = make(int(k));
+  const uint64_t stretch = uint64_t(state.max_iterations) / placements;
   uint64_t i = 0;
-  measure(state, n, [&] { run(objects[i++ / stretch % kPlacements]); });
-  for (Object& o : objects) done(o);
+  measure(state, n, [&] { run(objects[std::min(i++ / stretch, placements - 1)]); });
+  for (uint64_t k = 0; k < placements; ++k) done(objects[k]);
 }
 
 template <class T>

@@ -184,7 +184,8 @@ FAMILIES = [
         text="Plan execution against the same backend called directly (FFTW with the same plan flags, Eigen), "
         "and numpy.fft.rfft (double precision whatever the input, allocating its output on every call). "
         "Where a backend's own buffers land on the heap moves its time by up to half, so ours and the direct "
-        "calls are each timed over eight plans made at eight heap placements, an equal share of the run on each.",
+        "calls are each timed over up to eight plans made at as many heap placements, an equal share of the "
+        "run on each (fewer for the longest transforms, which run only a few times).",
         sizes=(1024, 4096, 65536, 1048576), columns=["FFTW direct", "Eigen direct", "numpy rfft"],
         rows=[
             (f"r2c {s}, plan on {b}", f"dft/{s}/r2c/plan-{b}/{{n}}",
