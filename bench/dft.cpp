@@ -99,9 +99,9 @@ void measure(benchmark::State& state, size_t n, F&& f) {
 // falls depends on everything allocated before, down to the number of
 // benchmarks registered, so one plan each for ours and the peer would time
 // two placements and their ratio would measure the heap. Each side therefore
-// makes kPlacements plans (or transform objects), each after a pad block of
-// a different size, and the timed loop goes round them: both are timed over
-// the same spread of placements.
+// makes up to kPlacements plans (or transform objects), each after a pad
+// block of a different size, and the timed loop spends a stretch on each
+// (measure_placed): both are timed over the same spread of placements.
 constexpr int kPlacements = 8;
 
 struct Pads {
