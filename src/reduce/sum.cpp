@@ -139,7 +139,10 @@ int32_t morvex_m_sum_i16(const int16_t* data, uint64_t count, int64_t* result) {
   // Added as unsigned: the total wraps modulo 2^64 like the unsigned sums
   // instead of overflowing a signed integer.
   using namespace reduce;
-  if (count) *result = int64_t(uint64_t(*result) + frame::call_time::sum_int::choose(sum_i16_avx512bw, sum_i16)(data, count));
+  if (count) {
+    const uint64_t sum = frame::call_time::sum_int::choose(sum_i16_avx512bw, sum_i16)(data, count);
+    *result = int64_t(uint64_t(*result) + sum);
+  }
   return 0;
 }
 
