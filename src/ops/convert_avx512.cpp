@@ -77,6 +77,9 @@ struct Avx512Exact : Avx512 {
   // halves into one 512-bit store would put a shuffle on every step's
   // latency, which short blocks feel and long ones do not repay.
   static __m256 narrow(const double* p, __m512d s, __m512d o) { return _mm512_cvtpd_ps(madd(_mm512_loadu_pd(p), s, o)); }
+  static __m256 narrow_on_fma(const double* p, __m512d s, __m512d o) {
+    return _mm512_cvtpd_ps(madd_on_fma(_mm512_loadu_pd(p), s, o));
+  }
   using Avx512::store;
   using Avx512::stream;
   static void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }

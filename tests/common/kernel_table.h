@@ -159,6 +159,17 @@ void fill_bits(void* in, uint64_t count, uint32_t seed, double* s) {
 // range or the fast path's range (infinities, NaN, subnormals). A quarter of
 // the groups are hard throughout: random bit patterns, parts of similar size
 // or a fixed number of binades apart.
+// Random doubles with, every fourth element, one whose f32 result tells a
+// multiply then an add from a fused multiply-add: with the f64 -> f32 row's
+// scale 0.1f and offset 3.0f, the two roundings land on a float midpoint
+// that ties to even, the single rounding just past it.
+inline void fill_narrowing(void* in, uint64_t count, uint32_t seed, double*) {
+  double* p = static_cast<double*>(in);
+  fill_random(p, count, seed, true);
+  const double ties[] = {0x1.000dffbffc301p-7, 0x1.0125ffbfb6301p-7, 0x1.023dffbf70301p-7, 0x1.0355ffbf2a301p-7};
+  for (uint64_t i = 1; i < count; i += 4) p[i] = ties[i / 4 % 4];
+}
+
 inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
   float* p = static_cast<float*>(in);
   std::mt19937_64 rng(seed);
@@ -511,7 +522,8 @@ inline const std::vector<KernelRow>& kernel_rows() {
       row<float, double>("ops", "convert_f32f64", MORVEX_CALL(morvex_m_convert_f32f64(I<float>(a), O<double>(a), a.n, 0.1, 3.0)),
                          MORVEX_EACH(float, double, double(x) * 0.1 + 3.0), kWideConvert),
       row<double, float>("ops", "convert_f64f32", MORVEX_CALL(morvex_m_convert_f64f32(I<double>(a), O<float>(a), a.n, 0.1f, 3.0f)),
-                         MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kWideConvert),  // formed in double, then narrowed
+                         MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kWideConvert,  // formed in double, then narrowed
+                         {}, fill_narrowing).lengths(40, 4123),  // a 4123 tail: 5 vectors and 3
       MORVEX_BITS_ROWS(uint8_t, u8), MORVEX_BITS_ROWS(uint16_t, u16), MORVEX_BITS_ROWS(uint32_t, u32), MORVEX_BITS_ROWS(uint64_t, u64),
       MORVEX_CLIP_ROW(uint8_t, u8), MORVEX_CLIP_ROW(uint16_t, u16), MORVEX_CLIP_ROW(float, f32), MORVEX_CLIP_ROW(double, f64),
       row<uint16_t>("ops", "bit_mask_set_u16",
