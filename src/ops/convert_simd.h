@@ -69,12 +69,13 @@ inline void convert_few(const TI* in, TO* out, uint64_t m, Step step) {
 
 // The loop every conversion shares. step(p) reads one vector's worth of
 // inputs at p (as many as the output vector has lanes) and returns the
-// converted vector; it sees only whole vectors. The second vector of each
-// pair in the main loop goes through step2 instead, which must give the same
-// bits by other instructions (see convert below); so every element still
-// gets the same result whichever vector it falls in.
-template <class V, class TI, class TO, class Step, class Step2>
-inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Step2 step2) {
+// converted vector; it sees only whole vectors. The main loop goes in passes
+// of kPass vectors, and vector j of a pass goes through alt instead where
+// bit j of kAlt is set; alt must give the same bits by other instructions
+// (see convert below), so every element still gets the same result
+// whichever vector it falls in.
+template <class V, uint64_t kPass = 2, unsigned kAlt = 0b10, class TI, class TO, class Step, class Alt>
+inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Alt alt) {
   using Vec = decltype(step(in));
   constexpr uint64_t kLanes = sizeof(Vec) / sizeof(TO);
   if (n == 0) return;  // (the padded copy would pass memcpy a null pointer)
@@ -88,29 +89,28 @@ inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Step2 ste
     convert_few<V>(in, out, n, step);
     return;
   }
+  const auto pass = [&]<bool Stream>(uint64_t i) {
+    Vec r[kPass];
+#pragma GCC unroll 8
+    for (uint64_t j = 0; j < kPass; ++j) r[j] = kAlt >> j & 1 ? alt(in + i + j * kLanes) : step(in + i + j * kLanes);
+#pragma GCC unroll 8
+    for (uint64_t j = 0; j < kPass; ++j) {
+      if constexpr (Stream) V::stream(out + i + j * kLanes, r[j]);
+      else V::store(out + i + j * kLanes, r[j]);
+    }
+  };
   uint64_t i = 0;
   const bool aligned_elements = reinterpret_cast<uintptr_t>(out) % sizeof(TO) == 0;
   if (n * sizeof(TO) >= kStreamBytes && aligned_elements) {  // outputs beyond the caches
     // Streaming stores need whole aligned vectors: a short head first.
     const uint64_t head = (sizeof(Vec) - reinterpret_cast<uintptr_t>(out) % sizeof(Vec)) % sizeof(Vec) / sizeof(TO);
     convert_few<V>(in, out, head, step);
-    for (i = head; i + 2 * kLanes <= n; i += 2 * kLanes) {
-      const Vec a = step(in + i), b = step2(in + i + kLanes);
-      V::stream(out + i, a);
-      V::stream(out + i + kLanes, b);
-    }
+    for (i = head; i + kPass * kLanes <= n; i += kPass * kLanes) pass.template operator()<true>(i);
     _mm_sfence();  // order the streamed lines before any later store
   } else {
-    for (; i + 2 * kLanes <= n; i += 2 * kLanes) {
-      const Vec a = step(in + i), b = step2(in + i + kLanes);
-      V::store(out + i, a);
-      V::store(out + i + kLanes, b);
-    }
+    for (; i + kPass * kLanes <= n; i += kPass * kLanes) pass.template operator()<false>(i);
   }
-  if (i + kLanes <= n) {
-    V::store(out + i, step(in + i));
-    i += kLanes;
-  }
+  for (; i + kLanes <= n; i += kLanes) V::store(out + i, step(in + i));
   // The last few elements: one more whole vector, ending at n. It recomputes
   // some elements already written, from inputs the output does not overlap,
   // so they get the same bits again; cheaper than a padded copy.
@@ -208,36 +208,22 @@ inline void convert_integers(const TI* in, TO* out, uint64_t n, TO scale, TO off
 // kernel does; V::narrow(p, s, o) gives one float vector from as many doubles.
 //
 // Where the traits also give narrow_on_fma (the add as a fused multiply-add
-// by one: the same bits, see convert above), a third of the vectors take it.
-// On the current reference machine the narrowing conversion and the double
-// add share two pipes while the multiply has two others; moving one add in
-// three across brought 4096 samples from 152 ns to 132-138. A half did as
-// well within the noise, a quarter or every vector worse (139-162). Passes
-// of six vectors, so that the fused ones fall at a fixed place in the loop
-// body; blocks under two passes keep the shorter path. Streamed outputs are
-// bound by memory, not by pipes, and keep the plain loop; so does a NaN
-// offset (see convert).
+// by one: the same bits, see convert above), every other vector takes it, in
+// passes of four. On the current reference machine the narrowing conversion
+// and the double add share two pipes while the multiply has two others:
+// 4096 samples in cache take 134-143 ns instead of 150-153. One vector in
+// three did the same at 4096 and worse at 64 samples (4.3 ns against 3.9);
+// one in four, or every vector, was slower; and the same alternation in
+// passes of two ran at 161-166 ns, slower than no fused add at all, so the
+// pass length is part of the gain. A NaN offset keeps the plain add (see
+// convert).
 template <class V>
 inline void convert_narrow(const double* in, float* out, uint64_t n, float scale, float offset) {
   const auto s = V::set1(double(scale)), o = V::set1(double(offset));
   const auto step = [&](const double* p) { return V::narrow(p, s, o); };
   if constexpr (requires { V::narrow_on_fma(in, s, o); }) {
-    using Vec = decltype(step(in));
-    constexpr uint64_t kLanes = sizeof(Vec) / sizeof(float), kPass = 6;
-    if (n >= 2 * kPass * kLanes && n * sizeof(float) < kStreamBytes && !std::isnan(offset) && disjoint(out, in, n)) {
-      uint64_t i = 0;
-      for (; i + kPass * kLanes <= n; i += kPass * kLanes) {
-        Vec r[kPass];
-#pragma GCC unroll 6
-        for (uint64_t j = 0; j < kPass; ++j) {
-          const double* p = in + i + j * kLanes;
-          r[j] = j % 3 == 0 ? V::narrow_on_fma(p, s, o) : step(p);
-        }
-#pragma GCC unroll 6
-        for (uint64_t j = 0; j < kPass; ++j) V::store(out + i + j * kLanes, r[j]);
-      }
-      in += i, out += i, n -= i;  // the rest (under a pass) as below
-    }
+    if (!std::isnan(offset))
+      return convert_with<V, 4, 0b0101>(in, out, n, step, [&](const double* p) { return V::narrow_on_fma(p, s, o); });
   }
   convert_with<V>(in, out, n, step);
 }

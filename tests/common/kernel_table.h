@@ -523,7 +523,7 @@ inline const std::vector<KernelRow>& kernel_rows() {
                          MORVEX_EACH(float, double, double(x) * 0.1 + 3.0), kWideConvert),
       row<double, float>("ops", "convert_f64f32", MORVEX_CALL(morvex_m_convert_f64f32(I<double>(a), O<float>(a), a.n, 0.1f, 3.0f)),
                          MORVEX_EACH(double, float, x * double(0.1f) + double(3.0f)), kWideConvert,  // formed in double, then narrowed
-                         {}, fill_narrowing).lengths(40, 4123),  // a 4123 tail: 5 vectors and 3
+                         {}, fill_narrowing).lengths(40, 4123),  // 4123: passes, then 3 vectors and 3
       MORVEX_BITS_ROWS(uint8_t, u8), MORVEX_BITS_ROWS(uint16_t, u16), MORVEX_BITS_ROWS(uint32_t, u32), MORVEX_BITS_ROWS(uint64_t, u64),
       MORVEX_CLIP_ROW(uint8_t, u8), MORVEX_CLIP_ROW(uint16_t, u16), MORVEX_CLIP_ROW(float, f32), MORVEX_CLIP_ROW(double, f64),
       row<uint16_t>("ops", "bit_mask_set_u16",
