@@ -151,6 +151,17 @@ void fill_bits(void* in, uint64_t count, uint32_t seed, double* s) {
   if constexpr (std::is_integral_v<T>) s[3] = double(T(seed * 2654435761u));
 }
 
+// Random doubles with, every fourth element, one whose f32 result tells a
+// multiply then an add from a fused multiply-add: with the f64 -> f32 row's
+// scale 0.1f and offset 3.0f, the two roundings land on a float midpoint
+// that ties to even, the single rounding one double step short of it.
+inline void fill_narrowing(void* in, uint64_t count, uint32_t seed, double*) {
+  double* p = static_cast<double*>(in);
+  fill_random(p, count, seed, true);
+  const double ties[] = {0x1.000dffbffc301p-7, 0x1.0125ffbfb6301p-7, 0x1.023dffbf70301p-7, 0x1.0355ffbf2a301p-7};
+  for (uint64_t i = 1; i < count; i += 4) p[i] = ties[i / 4 % 4];
+}
+
 // Complex values for the magnitude, in groups of 16 pairs (the widest
 // kernel's group, which goes to the exact fallback whole when one lane needs
 // it). Most groups are ordinary values, with at most one lane that is hard:
@@ -159,17 +170,6 @@ void fill_bits(void* in, uint64_t count, uint32_t seed, double* s) {
 // range or the fast path's range (infinities, NaN, subnormals). A quarter of
 // the groups are hard throughout: random bit patterns, parts of similar size
 // or a fixed number of binades apart.
-// Random doubles with, every fourth element, one whose f32 result tells a
-// multiply then an add from a fused multiply-add: with the f64 -> f32 row's
-// scale 0.1f and offset 3.0f, the two roundings land on a float midpoint
-// that ties to even, the single rounding just past it.
-inline void fill_narrowing(void* in, uint64_t count, uint32_t seed, double*) {
-  double* p = static_cast<double*>(in);
-  fill_random(p, count, seed, true);
-  const double ties[] = {0x1.000dffbffc301p-7, 0x1.0125ffbfb6301p-7, 0x1.023dffbf70301p-7, 0x1.0355ffbf2a301p-7};
-  for (uint64_t i = 1; i < count; i += 4) p[i] = ties[i / 4 % 4];
-}
-
 inline void fill_magnitude(void* in, uint64_t count, uint32_t seed, double*) {
   float* p = static_cast<float*>(in);
   std::mt19937_64 rng(seed);
