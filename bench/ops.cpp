@@ -48,14 +48,15 @@ BENCHMARK(byte_floor<8, 4>)->Name("BM_floor_8_4")->Arg(64)->Arg(kBlock)->Arg(kRe
 
 // ------------------------------------------------------------------ conversions
 template <class TI, class TO>
-void run_convert(benchmark::State& state, int32_t (*fn)(const TI*, TO*, uint64_t, TO, TO), TO offset = TO(-1.28)) {
+void run_convert(benchmark::State& state, int32_t (*fn)(const TI*, TO*, uint64_t, TO, TO), TO offset = TO(-1.28),
+                 TO scale = TO(0.01)) {
   const size_t n = size_t(state.range(0));
   ConfigScope config(state, int(state.range(1)));
   Array<TI> in(n);
   Array<TO> out(n);
   for (size_t i = 0; i < n; ++i) in[i] = TI(i * 2654435761u >> 7);
   for (auto _ : state) {
-    fn(in.data(), out.data(), n, TO(0.01), offset);
+    fn(in.data(), out.data(), n, scale, offset);
     benchmark::ClobberMemory();
   }
   set_bytes(state, n * sizeof(TI), n * sizeof(TO));
@@ -74,6 +75,8 @@ void BM_convert_i8f32_scale(benchmark::State& s) { run_convert(s, morvex_m_conve
 void BM_convert_i16f32_scale(benchmark::State& s) { run_convert(s, morvex_m_convert_i16f32, 0.0f); }
 void BM_convert_f32f64(benchmark::State& s) { run_convert(s, morvex_m_convert_f32f64); }
 void BM_convert_f64f32(benchmark::State& s) { run_convert(s, morvex_m_convert_f64f32); }
+// Narrowing alone, VOLK's own operation.
+void BM_convert_f64f32_unit(benchmark::State& s) { run_convert(s, morvex_m_convert_f64f32, 0.0f, 1.0f); }
 // 64 samples shows the fixed cost of a call, 4096 the in-cache rate, 16M the
 // rate against the byte floor. The raw-sample kernels sit in slots with a
 // variant per configuration; the other conversions choose a wide path at
@@ -92,6 +95,7 @@ BENCHMARK(BM_convert_i8f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_i16f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_f32f64)->ArgsProduct({kSizes, {0, 1, 4}});
 BENCHMARK(BM_convert_f64f32)->ArgsProduct({kSizes, {0, 1, 4}});
+BENCHMARK(BM_convert_f64f32_unit)->ArgsProduct({kSizes, {0, 4}});
 
 // ------------------------------------------------------------------ shift with clipping, deinterleave
 void BM_shr_clip_u16(benchmark::State& state) {

@@ -74,7 +74,8 @@ FAMILIES = [
         text="Raw samples to floating point with scale and offset, and between the float types, against "
         "VOLK's conversions (its integer ones divide by a scale and add no offset, its float ones neither "
         "scale nor offset: the nearest peers), the byte floor and the plain loop. The \"scale only\" rows "
-        "convert signed codes with an offset of zero, VOLK's own operation.",
+        "convert signed codes with an offset of zero, VOLK's own operation; \"f64f32_unit\" narrows with a "
+        "scale of one and no offset, likewise.",
         sizes=ALL_SIZES, columns=["VOLK", "byte floor", "plain loop"],
         rows=[
             (f"convert_{k}", f"BM_convert_{k}/{{n}}/0",
@@ -91,6 +92,7 @@ FAMILIES = [
                 ("i16f64", None, "2_8"),
                 ("f32f64", "BM_volk_32f_convert_64f/{n}", "4_8"),
                 ("f64f32", "BM_volk_64f_convert_32f/{n}", "8_4"),
+                ("f64f32_unit", "BM_volk_64f_convert_32f/{n}", "8_4"),
             )
         ]),
     dict(

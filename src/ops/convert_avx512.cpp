@@ -80,6 +80,12 @@ struct Avx512Exact : Avx512 {
   static __m256 narrow_on_fma(const double* p, __m512d s, __m512d o) {
     return _mm512_cvtpd_ps(madd_on_fma(_mm512_loadu_pd(p), s, o));
   }
+  // The same at a scale of one, the multiply left out (see convert_narrow).
+  // The same at a scale of one, the multiply left out (see convert_narrow).
+  static __m256 narrow_sum(const double* p, __m512d o) { return _mm512_cvtpd_ps(_mm512_add_pd(_mm512_loadu_pd(p), o)); }
+  static __m256 narrow_sum_on_fma(const double* p, __m512d o) {
+    return _mm512_cvtpd_ps(_mm512_fmadd_pd(_mm512_loadu_pd(p), _mm512_set1_pd(1.0), o));
+  }
   using Avx512::store;
   using Avx512::stream;
   static void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
