@@ -81,7 +81,6 @@ struct Avx512Exact : Avx512 {
     return _mm512_cvtpd_ps(madd_on_fma(_mm512_loadu_pd(p), s, o));
   }
   // The same at a scale of one, the multiply left out (see convert_narrow).
-  // The same at a scale of one, the multiply left out (see convert_narrow).
   static __m256 narrow_sum(const double* p, __m512d o) { return _mm512_cvtpd_ps(_mm512_add_pd(_mm512_loadu_pd(p), o)); }
   static __m256 narrow_sum_on_fma(const double* p, __m512d o) {
     return _mm512_cvtpd_ps(_mm512_fmadd_pd(_mm512_loadu_pd(p), _mm512_set1_pd(1.0), o));

@@ -100,9 +100,9 @@ TEST(OpsMagnitude, SameResultUnderFlushToZero) {
 }
 
 // At a scale of one the f64 -> f32 conversion may skip its multiply by one,
-// except under flush-to-zero alone, where that multiply flushes a subnormal
-// input before the add: -0 plus an offset of +0 gives +0, and the subnormal
-// itself would give -0. Long enough for every path.
+// except under flush-to-zero alone, where that multiply flushes a negative
+// subnormal input to -0 before the add of +0 makes it +0; the sum of the
+// input itself would flush to -0. Long enough for the path without it.
 TEST(OpsConvert, UnitScaleUnderFlushToZeroAlone) {
   std::vector<double> x(4100, -0x1p-1070); std::vector<float> want(x.size()), got(x.size());
   volatile double one = 1.0;
