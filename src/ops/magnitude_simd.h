@@ -161,8 +161,10 @@ inline uint32_t magnitude_certain(const MagnitudeGroup<Ops> (&g)[N]) {
   return Ops::certain(g, Ops::set1(Ops::kOrdered ? 0x1p-36f : 0x1p-72f));
 }
 
-// How far ahead of the loop the input is prefetched on long records.
-constexpr uint64_t kPrefetchBytes = 2048;
+// How far ahead of the loop the input is prefetched on long records: 8 KiB
+// put a 16M-sample call at 3.38-3.41 ms with AVX-512, ahead of the byte
+// floor's 3.6 ms, where 2 KiB left it at 4.04-4.26 ms (alternated runs).
+constexpr uint64_t kPrefetchBytes = 8192;
 
 template <class Ops>
 void magnitude_c32f32(const float* in, float* out, uint64_t n) {
