@@ -104,6 +104,9 @@ MORVEX_EXTREME_KERNELS(double, f64, avx512)
 MORVEX_EXTREME_KERNELS(int16_t, i16, avx512bw)
 MORVEX_EXTREME_KERNELS(uint8_t, u8, avx512bw)
 MORVEX_EXTREME_KERNELS(uint16_t, u16, avx512bw)
+// The AVX2 kernels again for records far beyond the caches, which prefetch.
+MORVEX_EXTREME_KERNELS(float, f32, avx2_far)
+MORVEX_EXTREME_KERNELS(double, f64, avx2_far)
 #undef MORVEX_EXTREME_KERNELS
 
 }  // namespace morvex::reduce

@@ -185,7 +185,7 @@ MORVEX_SEARCH_EXTREME(uint16_t, u16, min)
     return from_position(n, p, [&](uint64_t s) {                                                          \
       using namespace frame::call_time;                                                                   \
       return (n - s) * sizeof(T) >= ops::simd::kStreamBytes                                               \
-                 ? index_extreme_far::choose(OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v)               \
+                 ? index_extreme_far::choose(OP##_##S##_avx2_far, OP##_##S##_plain)(x, s, n, v)           \
                  : index_extreme_flt::choose(OP##_##S##_avx512, OP##_##S##_avx2, OP##_##S##_plain)(x, s, n, v); \
     });                                                                                                   \
   }

@@ -97,4 +97,15 @@ MORVEX_EXTREME_AVX2(float, f32)
 MORVEX_EXTREME_AVX2(double, f64)
 #undef MORVEX_EXTREME_AVX2
 
+#define MORVEX_EXTREME_AVX2_FAR(T, S)                                                  \
+  uint64_t max_##S##_avx2_far(const T* x, uint64_t start, uint64_t count, T* value) {  \
+    return extreme_vec<Avx2<T, true>, true>(x, start, count, value);                   \
+  }                                                                                    \
+  uint64_t min_##S##_avx2_far(const T* x, uint64_t start, uint64_t count, T* value) {  \
+    return extreme_vec<Avx2<T, false>, true>(x, start, count, value);                  \
+  }
+MORVEX_EXTREME_AVX2_FAR(float, f32)
+MORVEX_EXTREME_AVX2_FAR(double, f64)
+#undef MORVEX_EXTREME_AVX2_FAR
+
 }  // namespace morvex::reduce

@@ -30,6 +30,8 @@
 // the start.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstdint>
 #include <utility>
 
@@ -39,6 +41,9 @@ namespace {
 // Bytes per chunk: half the smallest first-level data cache of the
 // processors these kernels run on, so the search of step 2 reads from it.
 constexpr uint64_t kExtremeChunkBytes = 16384;
+
+// How far ahead the kernels for records beyond the caches prefetch.
+constexpr uint64_t kExtremePrefetchBytes = 8192;
 
 // acc[g] = fold(vector g from p, acc[g]) for g < H, unrolled so that the
 // accumulators stay in registers.
@@ -62,7 +67,14 @@ inline void fill_all(V (&acc)[G], V v) {
 // spread (the extreme of a NaN-free vector's lanes, in every lane),
 // equal_bits(v, m) (movemask-style bits of the lanes equal to m, kLaneBits
 // per lane; 32 or 64 bits wide).
-template <class Ops>
+//
+// kFar: for records far beyond the caches, the group loop prefetches
+// kExtremePrefetchBytes ahead. The hardware prefetchers alone left the AVX2
+// kernel at 0.88 of a bare pass of loads over 16M f32 samples (1.41 ms
+// against 1.24); prefetching brings it to the bare pass (1.17 against
+// 1.20). In cache the same prefetches cost 9-12%, so short records do
+// without.
+template <class Ops, bool kFar = false>
 inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, typename Ops::T* value) {
   using T = typename Ops::T;
   using V = typename Ops::V;
@@ -88,7 +100,13 @@ inline uint64_t extreme_vec(const typename Ops::T* x, uint64_t i, uint64_t n, ty
   fill_all(acc, bar);
   while (i < n) {
     const uint64_t from = i, end = n - i > kChunk ? i + kChunk : n;
-    for (; end - i >= G * W; i += G * W) fold_vectors<Ops, G>(acc, x + i);
+    for (; end - i >= G * W; i += G * W) {
+      if constexpr (kFar) {
+        const char* ahead = reinterpret_cast<const char*>(x + i) + kExtremePrefetchBytes;
+        for (uint64_t b = 0; b < G * W * sizeof(T); b += 64) _mm_prefetch(ahead + b, _MM_HINT_T0);
+      }
+      fold_vectors<Ops, G>(acc, x + i);
+    }
     // Fewer than G vectors left: halves of a group, each vector still on an
     // accumulator of its own.
     if (end - i >= 4 * W) fold_vectors<Ops, 4>(acc, x + i), i += 4 * W;

@@ -231,6 +231,31 @@ TYPED_TEST(Search, ExtremesBeatTheBarStrictly) {
   }, morvex::test::kBwVariant);
 }
 
+// Records of 8 MiB and more go to the kernels that prefetch ahead: random
+// values, each extreme planted before a third of the way and twice after it
+// (the first must win), with a NaN after them; searched from the start and
+// from a third of the way.
+TEST(ExtremeSearch, FarRecords) {
+  auto check = [](auto zero) {
+    using T = decltype(zero);
+    const size_t n = (8u << 20) / sizeof(T) + 3;
+    std::vector<T> x(n); morvex::test::fill_random(x.data(), n, 5, false);
+    for (const size_t at : {n / 3 - 5, 2 * n / 3 + 77, 2 * n / 3 + 79}) x[at] = T(1e30), x[at + 1] = T(-1e30);
+    x[n - 2] = std::numeric_limits<T>::quiet_NaN();
+    for_each_kernel_config([&](const auto&) {
+      for (bool is_max : {true, false})
+        for (uint64_t s : {uint64_t(0), uint64_t(n / 3)}) {
+          uint64_t want = n, p = s; T best = is_max ? -INFINITY : INFINITY, v = best;
+          for (uint64_t i = s; i < n; ++i)
+            if (is_max ? x[i] > best : x[i] < best) best = x[i], want = i;
+          ASSERT_EQ((is_max ? Fns<T>::max : Fns<T>::min)(x.data(), n, &p, &v), 0);
+          ASSERT_TRUE(p == want && same_bits(v, best)) << sizeof(T) << "-byte, start " << s << ", max " << is_max;
+        }
+    });
+  };
+  check(0.0f), check(0.0);
+}
+
 // Extreme searches on short patterns repeated to lengths that reach every
 // vector kernel's groups and chunks, and the kernel for records far beyond
 // the caches: the answer stays in the first copy.
