@@ -359,8 +359,12 @@ def main():
             "Per 4096-sample (and 1M-sample) u8 block: convert to f32, Hann window (the export on every block),",
             "real FFT through a plan on FFTW, magnitude, rising-edge trigger; against the same path written",
             "with VOLK and FFTW called directly with the same plan flags. Medians over the blocks of the run,",
-            "real time. The last column gives both paths the faster of the two FFT calls, the share of the",
-            "path that is FFTW's alone.", "", blockpath_table(times, missing), ""]
+            "real time. The two FFT calls run the same FFTW code on the same arrays, yet either can run at",
+            "half speed for a whole run, depending on where FFTW's buffers land on the heap and the stack;",
+            "which one does changes from build to build and run to run, and moves the first ratio between",
+            "about 0.8x and 2x. The last column gives both paths the faster of the two FFT calls, the share",
+            "of the path that is FFTW's alone: the comparison of what the two paths do differently.", "",
+            blockpath_table(times, missing), ""]
     if missing:
         sys.exit("benchmarks named by the tables but not in the run:\n  " + "\n  ".join(sorted(set(missing))))
     print("\n".join(out))
