@@ -83,29 +83,22 @@ struct Avx2 {
 
 }  // namespace
 
-#define MORVEX_EXTREME_AVX2(T, S)                                                  \
-  uint64_t max_##S##_avx2(const T* x, uint64_t start, uint64_t count, T* value) {  \
-    return extreme_vec<Avx2<T, true>>(x, start, count, value);                     \
-  }                                                                                \
-  uint64_t min_##S##_avx2(const T* x, uint64_t start, uint64_t count, T* value) {  \
-    return extreme_vec<Avx2<T, false>>(x, start, count, value);                    \
+// FAR: the instantiation for records far beyond the caches, which prefetches
+// (suffix _far).
+#define MORVEX_EXTREME_AVX2(T, S, SUFFIX, FAR)                                             \
+  uint64_t max_##S##_avx2##SUFFIX(const T* x, uint64_t start, uint64_t count, T* value) {  \
+    return extreme_vec<Avx2<T, true>, FAR>(x, start, count, value);                        \
+  }                                                                                        \
+  uint64_t min_##S##_avx2##SUFFIX(const T* x, uint64_t start, uint64_t count, T* value) {  \
+    return extreme_vec<Avx2<T, false>, FAR>(x, start, count, value);                       \
   }
-MORVEX_EXTREME_AVX2(int16_t, i16)
-MORVEX_EXTREME_AVX2(uint8_t, u8)
-MORVEX_EXTREME_AVX2(uint16_t, u16)
-MORVEX_EXTREME_AVX2(float, f32)
-MORVEX_EXTREME_AVX2(double, f64)
+MORVEX_EXTREME_AVX2(int16_t, i16, , false)
+MORVEX_EXTREME_AVX2(uint8_t, u8, , false)
+MORVEX_EXTREME_AVX2(uint16_t, u16, , false)
+MORVEX_EXTREME_AVX2(float, f32, , false)
+MORVEX_EXTREME_AVX2(double, f64, , false)
+MORVEX_EXTREME_AVX2(float, f32, _far, true)
+MORVEX_EXTREME_AVX2(double, f64, _far, true)
 #undef MORVEX_EXTREME_AVX2
-
-#define MORVEX_EXTREME_AVX2_FAR(T, S)                                                  \
-  uint64_t max_##S##_avx2_far(const T* x, uint64_t start, uint64_t count, T* value) {  \
-    return extreme_vec<Avx2<T, true>, true>(x, start, count, value);                   \
-  }                                                                                    \
-  uint64_t min_##S##_avx2_far(const T* x, uint64_t start, uint64_t count, T* value) {  \
-    return extreme_vec<Avx2<T, false>, true>(x, start, count, value);                  \
-  }
-MORVEX_EXTREME_AVX2_FAR(float, f32)
-MORVEX_EXTREME_AVX2_FAR(double, f64)
-#undef MORVEX_EXTREME_AVX2_FAR
 
 }  // namespace morvex::reduce
