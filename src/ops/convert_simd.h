@@ -74,8 +74,11 @@ inline void convert_few(const TI* in, TO* out, uint64_t m, Step step) {
 // of kPass vectors, and vector j of a pass goes through alt instead where
 // bit j of kAlt is set; alt must give the same bits by other instructions
 // (see convert below), so every element still gets the same result
-// whichever vector it falls in.
-template <class V, uint64_t kPass = 2, unsigned kAlt = 0b10, class TI, class TO, class Step, class Alt>
+// whichever vector it falls in. Outputs beyond the caches, written with
+// streaming stores, go in passes of kStreamPass vectors with kStreamAlt
+// instead (the same as in cache unless given).
+template <class V, uint64_t kPass = 2, unsigned kAlt = 0b10, uint64_t kStreamPass = kPass, unsigned kStreamAlt = kAlt,
+          class TI, class TO, class Step, class Alt>
 inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Alt alt) {
   using Vec = decltype(step(in));
   constexpr uint64_t kLanes = sizeof(Vec) / sizeof(TO);
@@ -91,11 +94,13 @@ inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Alt alt) 
     return;
   }
   const auto pass = [&]<bool Stream>(uint64_t i) {
-    Vec r[kPass];
+    constexpr uint64_t P = Stream ? kStreamPass : kPass;
+    constexpr unsigned A = Stream ? kStreamAlt : kAlt;
+    Vec r[P];
 #pragma GCC unroll 8
-    for (uint64_t j = 0; j < kPass; ++j) r[j] = kAlt >> j & 1 ? alt(in + i + j * kLanes) : step(in + i + j * kLanes);
+    for (uint64_t j = 0; j < P; ++j) r[j] = A >> j & 1 ? alt(in + i + j * kLanes) : step(in + i + j * kLanes);
 #pragma GCC unroll 8
-    for (uint64_t j = 0; j < kPass; ++j) {
+    for (uint64_t j = 0; j < P; ++j) {
       if constexpr (Stream) V::stream(out + i + j * kLanes, r[j]);
       else V::store(out + i + j * kLanes, r[j]);
     }
@@ -106,7 +111,7 @@ inline void convert_with(const TI* in, TO* out, uint64_t n, Step step, Alt alt) 
     // Streaming stores need whole aligned vectors: a short head first.
     const uint64_t head = (sizeof(Vec) - reinterpret_cast<uintptr_t>(out) % sizeof(Vec)) % sizeof(Vec) / sizeof(TO);
     convert_few<V>(in, out, head, step);
-    for (i = head; i + kPass * kLanes <= n; i += kPass * kLanes) pass.template operator()<true>(i);
+    for (i = head; i + kStreamPass * kLanes <= n; i += kStreamPass * kLanes) pass.template operator()<true>(i);
     _mm_sfence();  // order the streamed lines before any later store
   } else {
     for (; i + kPass * kLanes <= n; i += kPass * kLanes) pass.template operator()<false>(i);
@@ -245,10 +250,8 @@ inline void convert_narrow(const double* in, float* out, uint64_t n, float scale
   const auto step = [&](const double* p) { return V::narrow(p, s, o); };
   if constexpr (requires { V::narrow_sum(in, o); }) {
     if (scale == 1.0f && n >= kUnitNarrowMin && !std::isnan(offset) && unit_product_is_input()) {
-      const auto sum = [&](const double* p) { return V::narrow_sum(p, o); };
-      const auto sum_on_fma = [&](const double* p) { return V::narrow_sum_on_fma(p, o); };
-      if (n * sizeof(float) >= kStreamBytes) return convert_with<V, 2, 0b10>(in, out, n, sum, sum_on_fma);
-      return convert_with<V, 8, 0b01010101>(in, out, n, sum, sum_on_fma);
+      return convert_with<V, 8, 0b01010101, 2, 0b10>(in, out, n, [&](const double* p) { return V::narrow_sum(p, o); },
+                                                     [&](const double* p) { return V::narrow_sum_on_fma(p, o); });
     }
   }
   if constexpr (requires { V::narrow_on_fma(in, s, o); }) {
